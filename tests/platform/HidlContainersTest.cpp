@@ -1,0 +1,110 @@
+#include <hidl/HidlSupport.h>
+
+#include <gtest/gtest.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <vendor/travik/hardware/camera/vircamera/1.0/types.h>
+
+using android::hardware::hidl_handle;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
+using namespace vendor::travik::hardware::camera::vircamera::V1_0;
+
+namespace {
+
+bool FdIsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
+
+native_handle_t* HandleWithPipe() {
+    int fds[2];
+    EXPECT_EQ(0, pipe(fds));
+    close(fds[1]);
+    native_handle_t* handle = native_handle_create(1, 1);
+    handle->data[0] = fds[0];
+    handle->data[1] = 42;
+    return handle;
+}
+
+TEST(HidlStringTest, NullIsEmptyAndComparisonIsByContent) {
+    hidl_string fromNull(static_cast<const char*>(nullptr));
+    EXPECT_STREQ("", fromNull.c_str());
+    EXPECT_EQ(0u, fromNull.size());
+
+    hidl_string a("W_cam1");
+    std::string copy = a;
+    hidl_string moved(std::move(a));
+    EXPECT_EQ("W_cam1", copy);
+    EXPECT_EQ(hidl_string("W_cam1"), moved);
+    EXPECT_STREQ("", a.c_str());  // NOLINT(bugprone-use-after-move): a moved-from string is empty
+    EXPECT_TRUE(hidl_string("a") < hidl_string("b"));
+}
+
+TEST(HidlVecTest, CopiesOwnTheirElementsAndResizeKeepsThem) {
+    hidl_vec<hidl_string> names = {"a", "b"};
+    hidl_vec<hidl_string> copy = names;
+    names[0] = "changed";
+    EXPECT_EQ(hidl_string("a"), copy[0]);
+
+    copy.resize(3);
+    EXPECT_EQ(3u, copy.size());
+    EXPECT_EQ(hidl_string("b"), copy[1]);
+    EXPECT_TRUE(copy[2].empty());
+
+    hidl_vec<int32_t> sized = 4;  // not explicit, as on a device
+    EXPECT_EQ(4u, sized.size());
+    EXPECT_EQ(0, sized[3]);
+
+    int32_t external[2] = {7, 8};
+    hidl_vec<int32_t> view;
+    view.setToExternal(external, 2);
+    EXPECT_EQ(8, view[1]);
+}
+
+TEST(HidlHandleTest, RawPointerIsBorrowedCopyClonesAndOwns) {
+    native_handle_t* raw = HandleWithPipe();
+    const int fd = raw->data[0];
+    int clonedFd = -1;
+    {
+        hidl_handle borrowed(raw);
+        EXPECT_EQ(raw, borrowed.getNativeHandle());
+        hidl_handle copy = borrowed;
+        ASSERT_NE(nullptr, copy.getNativeHandle());
+        EXPECT_NE(raw, copy.getNativeHandle());
+        clonedFd = copy->data[0];
+        EXPECT_NE(fd, clonedFd);
+        EXPECT_EQ(42, copy->data[1]);
+        EXPECT_TRUE(FdIsOpen(clonedFd));
+    }
+    // The clone was owned and closed; the borrowed original was not touched.
+    EXPECT_FALSE(FdIsOpen(clonedFd));
+    EXPECT_TRUE(FdIsOpen(fd));
+
+    {
+        hidl_handle owner;
+        owner.setTo(raw, true);
+        hidl_handle moved = std::move(owner);
+        EXPECT_EQ(nullptr, owner.getNativeHandle());  // NOLINT(bugprone-use-after-move)
+        EXPECT_EQ(raw, moved.getNativeHandle());
+    }
+    EXPECT_FALSE(FdIsOpen(fd));
+}
+
+TEST(WireLayoutTest, StructuresKeepTheirOffsets) {
+    EXPECT_EQ(16u, sizeof(hidl_string));
+    EXPECT_EQ(16u, sizeof(hidl_vec<VirStream>));
+    EXPECT_EQ(16u, sizeof(hidl_handle));
+    EXPECT_EQ(48u, sizeof(VirStream));
+    EXPECT_EQ(32u, offsetof(VirStream, extras));
+    EXPECT_EQ(32u, sizeof(KeyValue));
+    EXPECT_EQ(32u, sizeof(VirImageBuffer));
+    EXPECT_EQ(16u, offsetof(VirImageBuffer, buffer));
+    EXPECT_EQ(64u, sizeof(VirImageResult));
+    EXPECT_EQ(40u, offsetof(VirImageResult, bufferStatus));
+    EXPECT_EQ(56u, offsetof(VirImageResult, lastImage));
+    // hidl_vec storage is value-initialised: new elements start zeroed.
+    hidl_vec<VirImageBuffer> buffers(2);
+    EXPECT_EQ(0u, buffers[1].bufferId);
+    EXPECT_EQ(nullptr, buffers[1].buffer.getNativeHandle());
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include "utils/JsonUtil.h"
+
+#include <gtest/gtest.h>
+
+#include "support/LogCapture.h"
+
+namespace {
+
+using vircam_test::LogCapture;
+
+constexpr const char* kTag = "VirCam_StreamChange";
+
+TEST(JsonUtilTest, StrictParseRefusesWhatIsNotAnObjectOrArray) {
+    LogCapture log;
+    Json::Value value;
+    EXPECT_EQ(-1, JsonUtil::StringToJsonValue("", value));
+    EXPECT_EQ(-1, JsonUtil::StringToJsonValue("5", value));
+    EXPECT_EQ(-1, JsonUtil::StringToJsonValue("// comment\n{\"a\":1}", value));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag, "StringToJsonValue convert (5) failed."));
+    EXPECT_EQ(0, JsonUtil::StringToJsonValue("[1, 2]", value));
+    EXPECT_EQ(0, JsonUtil::StringToJsonValue("{\"notifyKey\": 101}", value));
+    EXPECT_EQ(101, value["notifyKey"].asInt());
+}
+
+TEST(JsonUtilTest, TypedReadsFailWithTheJsonTypeNumberAndKeepTheOutput) {
+    LogCapture log;
+    Json::Value doc;
+    ASSERT_EQ(0, JsonUtil::StringToJsonValue(
+                     R"({"s": "5", "b": true, "n": null, "i": 7, "o": {}, "t": "text"})", doc));
+    int32_t number = -3;
+    EXPECT_EQ(-1, JsonUtil::JsonParseInt32(doc, "s", number));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseInt32 convert failed. because member s type err 4"));
+    EXPECT_EQ(-1, JsonUtil::JsonParseInt32(doc, "b", number));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseInt32 convert failed. because member b type err 5"));
+    EXPECT_EQ(-1, JsonUtil::JsonParseInt32(doc, "n", number));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseInt32 convert failed. because member n is null"));
+    EXPECT_EQ(-3, number);
+    EXPECT_EQ(0, JsonUtil::JsonParseInt32(doc, "i", number));
+    EXPECT_EQ(7, number);
+
+    std::string text = "kept";
+    EXPECT_EQ(-1, JsonUtil::JsonParseString(doc, "i", text));
+    EXPECT_EQ("kept", text);
+    EXPECT_EQ(0, JsonUtil::JsonParseString(doc, "t", text));
+    EXPECT_EQ("text", text);
+
+    std::vector<std::string> items = {"old"};
+    EXPECT_EQ(-1, JsonUtil::JsonParseArrayStr(doc, "o", items));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseArrayStr convert failed. because member o type err 7"));
+    EXPECT_EQ(std::vector<std::string>{"old"}, items);
+}
+
+TEST(JsonUtilTest, MissingKeyInsertsNothing) {
+    LogCapture log;
+    Json::Value doc;
+    ASSERT_EQ(0, JsonUtil::StringToJsonValue(R"({"a": 1})", doc));
+    int32_t number = 0;
+    std::string text;
+    std::vector<std::string> items;
+    EXPECT_EQ(-1, JsonUtil::JsonParseInt32(doc, "virCamInfo", number));
+    EXPECT_EQ(-1, JsonUtil::JsonParseString(doc, "virCamInfo", text));
+    EXPECT_EQ(-1, JsonUtil::JsonParseArrayStr(doc, "virCamInfo", items));
+    EXPECT_FALSE(doc.isMember("virCamInfo"));
+    EXPECT_EQ(1u, doc.size());
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseArrayStr convert failed. because no member virCamInfo"));
+}
+
+TEST(JsonUtilTest, ArrayReadSkipsNonStringElementsAndAppends) {
+    LogCapture log;
+    Json::Value doc;
+    ASSERT_EQ(0, JsonUtil::StringToJsonValue(R"({"virCamInfo": ["a", 1, null, "b"], "e": []})",
+                                             doc));
+    std::vector<std::string> items = {"x"};
+    EXPECT_EQ(0, JsonUtil::JsonParseArrayStr(doc, "virCamInfo", items));
+    EXPECT_EQ((std::vector<std::string>{"x", "a", "b"}), items);
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseArrayStr convert failed. because arr member type err 1"));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
+                        "JsonParseArrayStr convert failed. because arr member type err 0"));
+    EXPECT_EQ(0, JsonUtil::JsonParseArrayStr(doc, "e", items));
+    EXPECT_EQ(3u, items.size());
+}
+
+}  // namespace

@@ -1,0 +1,14 @@
+// Ids of remote devices and their sessions reach the log only masked: the
+// first and last character stay, everything between becomes '*'.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace pelcamera {
+
+std::string GetAnonyString(const std::string& value);
+std::string GetAnonyInt32(int32_t value);
+std::string GetAnonyUInt32(uint32_t value);
+
+}  // namespace pelcamera
