@@ -40,8 +40,12 @@ std::string GetAnonyString(const std::string& value) {
     return masked;
 }
 
-std::string GetAnonyInt32(int32_t value) { return AnonymizeNumber("%d", value); }
+std::string GetAnonyInt32(int32_t value) {
+    return AnonymizeNumber("%d", value);
+}
 
-std::string GetAnonyUInt32(uint32_t value) { return AnonymizeNumber("%u", value); }
+std::string GetAnonyUInt32(uint32_t value) {
+    return AnonymizeNumber("%u", value);
+}
 
 }  // namespace pelcamera

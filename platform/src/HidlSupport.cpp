@@ -9,9 +9,13 @@ namespace {
 const char kEmpty[] = "";
 }  // namespace
 
-hidl_string::hidl_string() : mSize(0), mOwnsBuffer(false) { mBuffer.mPointer = kEmpty; }
+hidl_string::hidl_string() : mSize(0), mOwnsBuffer(false) {
+    mBuffer.mPointer = kEmpty;
+}
 
-hidl_string::~hidl_string() { clear(); }
+hidl_string::~hidl_string() {
+    clear();
+}
 
 hidl_string::hidl_string(const hidl_string& other) : hidl_string() {
     copyFrom(other.c_str(), other.size());
@@ -27,9 +31,13 @@ hidl_string::hidl_string(const char* s) : hidl_string() {
     }
 }
 
-hidl_string::hidl_string(const char* s, size_t length) : hidl_string() { copyFrom(s, length); }
+hidl_string::hidl_string(const char* s, size_t length) : hidl_string() {
+    copyFrom(s, length);
+}
 
-hidl_string::hidl_string(const std::string& s) : hidl_string() { copyFrom(s.c_str(), s.size()); }
+hidl_string::hidl_string(const std::string& s) : hidl_string() {
+    copyFrom(s.c_str(), s.size());
+}
 
 hidl_string& hidl_string::operator=(const hidl_string& other) {
     if (this != &other) {
@@ -94,15 +102,21 @@ void hidl_string::moveFrom(hidl_string&& other) {
     other.mOwnsBuffer = false;
 }
 
-hidl_handle::hidl_handle() : mOwnsHandle(false) { mHandle.mPointer = nullptr; }
+hidl_handle::hidl_handle() : mOwnsHandle(false) {
+    mHandle.mPointer = nullptr;
+}
 
-hidl_handle::~hidl_handle() { freeHandle(); }
+hidl_handle::~hidl_handle() {
+    freeHandle();
+}
 
 hidl_handle::hidl_handle(const native_handle_t* handle) : hidl_handle() {
     mHandle.mPointer = handle;
 }
 
-hidl_handle::hidl_handle(const hidl_handle& other) : hidl_handle() { *this = other; }
+hidl_handle::hidl_handle(const hidl_handle& other) : hidl_handle() {
+    *this = other;
+}
 
 hidl_handle::hidl_handle(hidl_handle&& other) noexcept : hidl_handle() {
     *this = std::move(other);

@@ -13,7 +13,7 @@ namespace {
 // The runtime's death-notification thread: deliveries never run on the
 // thread that killed the peer, and no runtime lock is held while they run.
 class DeathNotifier {
-public:
+  public:
     static DeathNotifier& instance() {
         static DeathNotifier notifier;
         return notifier;
@@ -43,7 +43,7 @@ public:
         mThread.join();
     }
 
-private:
+  private:
     DeathNotifier() : mThread([this] { run(); }) {}
 
     void run() {
@@ -146,9 +146,13 @@ size_t RemoteProcess::linkedRecipients() const {
     return mLinks.size();
 }
 
-void waitForDeathNotifications() { DeathNotifier::instance().drain(); }
+void waitForDeathNotifications() {
+    DeathNotifier::instance().drain();
+}
 
-bool onDeathNotificationThread() { return DeathNotifier::instance().onThread(); }
+bool onDeathNotificationThread() {
+    return DeathNotifier::instance().onThread();
+}
 
 }  // namespace hardware
 }  // namespace android

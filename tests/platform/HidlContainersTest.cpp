@@ -1,7 +1,7 @@
 #include <hidl/HidlSupport.h>
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <vendor/travik/hardware/camera/vircamera/1.0/types.h>
@@ -13,7 +13,9 @@ using namespace vendor::travik::hardware::camera::vircamera::V1_0;
 
 namespace {
 
-bool FdIsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
+bool FdIsOpen(int fd) {
+    return fcntl(fd, F_GETFD) != -1;
+}
 
 native_handle_t* HandleWithPipe() {
     int fds[2];

@@ -8,7 +8,9 @@ using android::hardware::Void;
 
 namespace {
 
-Return<int> FailedCall() { return Status::fromStatusT(android::DEAD_OBJECT); }
+Return<int> FailedCall() {
+    return Status::fromStatusT(android::DEAD_OBJECT);
+}
 
 TEST(ReturnDeathTest, FailedStatusDestroyedUncheckedAborts) {
     EXPECT_DEATH({ FailedCall(); }, "Failed HIDL return status not checked");

@@ -20,14 +20,17 @@ int32_t SuccessOf(RemoteStep step) {
 
 FakeRemoteChannel::FakeRemoteChannel(uint32_t firstSessionId) : mNextSessionId(firstSessionId) {}
 
-FakeRemoteChannel::~FakeRemoteChannel() { JoinAnswers(); }
+FakeRemoteChannel::~FakeRemoteChannel() {
+    JoinAnswers();
+}
 
 void FakeRemoteChannel::SetService(const android::sp<vircam::IVirCameraChannel>& service) {
     std::lock_guard<std::mutex> lock(mLock);
     mService = service;
 }
 
-void FakeRemoteChannel::AttachProcess(const android::sp<android::hardware::RemoteProcess>& process) {
+void FakeRemoteChannel::AttachProcess(
+    const android::sp<android::hardware::RemoteProcess>& process) {
     std::lock_guard<std::mutex> lock(mLock);
     mProcess = process;
 }
@@ -148,9 +151,8 @@ void FakeRemoteChannel::Notify(RemoteStep step, uint32_t sessionId, int32_t resu
     status.isOk();
 }
 
-android::hardware::Return<void> FakeRemoteChannel::openControlSession(const hidl_string& /*deviceId*/,
-                                                                      const hidl_string& name,
-                                                                      openControlSession_cb cb) {
+android::hardware::Return<void> FakeRemoteChannel::openControlSession(
+    const hidl_string& /*deviceId*/, const hidl_string& name, openControlSession_cb cb) {
     OpenSession(RemoteStep::kControlSession, "openControlSession", name, cb);
     return android::hardware::Void();
 }
@@ -163,7 +165,7 @@ android::hardware::Return<void> FakeRemoteChannel::openDataSession(const hidl_st
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::configStream(
-        uint32_t sessionId, const android::hardware::hidl_vec<vircam::VirStream>& streams) {
+    uint32_t sessionId, const android::hardware::hidl_vec<vircam::VirStream>& streams) {
     const StepScript script = ScriptOf(RemoteStep::kConfigStream);
     Record("configStream " + std::to_string(sessionId));
     {
@@ -182,20 +184,20 @@ android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::co
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::closeControlSession(
-        uint32_t controlSessionId) {
+    uint32_t controlSessionId) {
     Record("closeControlSession " + std::to_string(controlSessionId));
     return CameraStatus::OK;
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::closeDataSession(
-        uint32_t dataSessionId) {
+    uint32_t dataSessionId) {
     Record("closeDataSession " + std::to_string(dataSessionId));
     return CameraStatus::OK;
 }
 
 android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
-        uint32_t dataSessionId, const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
-        processCaptureRequest_cb cb) {
+    uint32_t dataSessionId, const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
+    processCaptureRequest_cb cb) {
     {
         std::lock_guard<std::mutex> lock(mLock);
         mCalls.push_back("processCaptureRequest " + std::to_string(dataSessionId));
@@ -209,7 +211,7 @@ android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::processMetaRequest(
-        uint32_t dataSessionId, const vircam::VirMetaRequest& /*request*/) {
+    uint32_t dataSessionId, const vircam::VirMetaRequest& /*request*/) {
     Record("processMetaRequest " + std::to_string(dataSessionId));
     return CameraStatus::OK;
 }
@@ -219,7 +221,7 @@ android::hardware::Return<void> FakeRemoteChannel::reserved8() {
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::flush(
-        uint32_t dataSessionId) {
+    uint32_t dataSessionId) {
     Record("flush " + std::to_string(dataSessionId));
     return CameraStatus::OK;
 }

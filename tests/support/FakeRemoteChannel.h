@@ -41,7 +41,7 @@ struct StepScript {
 };
 
 class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {
-public:
+  public:
     using CameraStatus = android::hardware::camera::common::V1_0::Status;
     template <typename T>
     using Return = android::hardware::Return<T>;
@@ -63,20 +63,20 @@ public:
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override;
     Return<CameraStatus> closeControlSession(uint32_t controlSessionId) override;
-    Return<CameraStatus> configStream(uint32_t sessionId,
-                                      const android::hardware::hidl_vec<vircam::VirStream>& streams) override;
+    Return<CameraStatus> configStream(
+        uint32_t sessionId, const android::hardware::hidl_vec<vircam::VirStream>& streams) override;
     Return<void> openDataSession(const hidl_string& deviceId, const hidl_string& name,
                                  openDataSession_cb cb) override;
     Return<CameraStatus> closeDataSession(uint32_t dataSessionId) override;
-    Return<void> processCaptureRequest(uint32_t dataSessionId,
-                                       const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
-                                       processCaptureRequest_cb cb) override;
+    Return<void> processCaptureRequest(
+        uint32_t dataSessionId, const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
+        processCaptureRequest_cb cb) override;
     Return<CameraStatus> processMetaRequest(uint32_t dataSessionId,
                                             const vircam::VirMetaRequest& request) override;
     Return<void> reserved8() override;
     Return<CameraStatus> flush(uint32_t dataSessionId) override;
 
-private:
+  private:
     StepScript ScriptOf(RemoteStep step) const;
     void Record(const std::string& call);
     // Opens a session for an open call and reports its outcome as scripted.
@@ -98,8 +98,7 @@ private:
 };
 
 struct RemoteChannel : RemotePeer<FakeRemoteChannel, vircam::BpHwVirCameraChannelCallback> {
-    explicit RemoteChannel(uint32_t firstSessionId = 10)
-        : RemotePeer(firstSessionId) {
+    explicit RemoteChannel(uint32_t firstSessionId = 10) : RemotePeer(firstSessionId) {
         fake->AttachProcess(process);
     }
 };

@@ -15,7 +15,8 @@ android::hardware::Return<void> FakeTranslatorCallback::reserved2() {
 }
 
 android::hardware::Return<FakeTranslatorCallback::CameraStatus>
-FakeTranslatorCallback::NotifyCommonCmd(uint32_t cmdId, const android::hardware::hidl_string& value) {
+FakeTranslatorCallback::NotifyCommonCmd(uint32_t cmdId,
+                                        const android::hardware::hidl_string& value) {
     std::lock_guard<std::mutex> lock(mLock);
     mCommands.emplace_back(cmdId, value);
     return CameraStatus::OK;

@@ -35,8 +35,8 @@ TEST(JsonUtilTest, TypedReadsFailWithTheJsonTypeNumberAndKeepTheOutput) {
     EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
                         "JsonParseInt32 convert failed. because member b type err 5"));
     EXPECT_EQ(-1, JsonUtil::JsonParseInt32(doc, "n", number));
-    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, kTag,
-                        "JsonParseInt32 convert failed. because member n is null"));
+    EXPECT_TRUE(
+        log.Has(ANDROID_LOG_WARN, kTag, "JsonParseInt32 convert failed. because member n is null"));
     EXPECT_EQ(-3, number);
     EXPECT_EQ(0, JsonUtil::JsonParseInt32(doc, "i", number));
     EXPECT_EQ(7, number);
@@ -73,8 +73,8 @@ TEST(JsonUtilTest, MissingKeyInsertsNothing) {
 TEST(JsonUtilTest, ArrayReadSkipsNonStringElementsAndAppends) {
     LogCapture log;
     Json::Value doc;
-    ASSERT_EQ(0, JsonUtil::StringToJsonValue(R"({"virCamInfo": ["a", 1, null, "b"], "e": []})",
-                                             doc));
+    ASSERT_EQ(0,
+              JsonUtil::StringToJsonValue(R"({"virCamInfo": ["a", 1, null, "b"], "e": []})", doc));
     std::vector<std::string> items = {"x"};
     EXPECT_EQ(0, JsonUtil::JsonParseArrayStr(doc, "virCamInfo", items));
     EXPECT_EQ((std::vector<std::string>{"x", "a", "b"}), items);

@@ -28,18 +28,18 @@ struct IBase : virtual public ::android::RefBase {
     // An object in this process never dies on its own: linking succeeds and
     // nothing is ever delivered. Proxies of remote objects override both.
     virtual ::android::hardware::Return<bool> linkToDeath(
-            const ::android::sp<::android::hardware::hidl_death_recipient>& /*recipient*/,
-            uint64_t /*cookie*/) {
+        const ::android::sp<::android::hardware::hidl_death_recipient>& /*recipient*/,
+        uint64_t /*cookie*/) {
         return true;
     }
     virtual ::android::hardware::Return<bool> unlinkToDeath(
-            const ::android::sp<::android::hardware::hidl_death_recipient>& /*recipient*/) {
+        const ::android::sp<::android::hardware::hidl_death_recipient>& /*recipient*/) {
         return true;
     }
     virtual ::android::hardware::Return<void> ping() { return ::android::hardware::Void(); }
 
     static ::android::hardware::Return<::android::sp<IBase>> castFrom(
-            const ::android::sp<IBase>& parent, bool /*emitError*/ = false) {
+        const ::android::sp<IBase>& parent, bool /*emitError*/ = false) {
         return parent;
     }
 };

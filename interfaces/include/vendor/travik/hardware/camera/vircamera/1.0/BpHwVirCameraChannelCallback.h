@@ -11,11 +11,12 @@ namespace camera {
 namespace vircamera {
 namespace V1_0 {
 
-class BpHwVirCameraChannelCallback final : public ::android::hardware::details::BpHwRemote<IVirCameraChannelCallback> {
-public:
+class BpHwVirCameraChannelCallback final
+    : public ::android::hardware::details::BpHwRemote<IVirCameraChannelCallback> {
+  public:
     using BpHwRemote::BpHwRemote;
 
-private:
+  private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -23,8 +24,7 @@ private:
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-public:
-
+  public:
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override {
         return transact(__func__, [&] { return mImpl->openControlSession(deviceId, name, cb); });

@@ -11,11 +11,12 @@ namespace camera {
 namespace vircamera {
 namespace V1_0 {
 
-class BpHwVirCameraSwitchCallback final : public ::android::hardware::details::BpHwRemote<IVirCameraSwitchCallback> {
-public:
+class BpHwVirCameraSwitchCallback final
+    : public ::android::hardware::details::BpHwRemote<IVirCameraSwitchCallback> {
+  public:
     using BpHwRemote::BpHwRemote;
 
-private:
+  private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -23,8 +24,7 @@ private:
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-public:
-
+  public:
     Return<CameraStatus> notifySwitchOnResult(uint32_t seqNum, int32_t result) override {
         return transact(__func__, [&] { return mImpl->notifySwitchOnResult(seqNum, result); });
     }

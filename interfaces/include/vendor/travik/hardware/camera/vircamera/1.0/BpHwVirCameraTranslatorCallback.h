@@ -11,11 +11,12 @@ namespace camera {
 namespace vircamera {
 namespace V1_0 {
 
-class BpHwVirCameraTranslatorCallback final : public ::android::hardware::details::BpHwRemote<IVirCameraTranslatorCallback> {
-public:
+class BpHwVirCameraTranslatorCallback final
+    : public ::android::hardware::details::BpHwRemote<IVirCameraTranslatorCallback> {
+  public:
     using BpHwRemote::BpHwRemote;
 
-private:
+  private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -23,8 +24,7 @@ private:
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-public:
-
+  public:
     Return<CameraStatus> ProcessCaptureResult(const VirImageResult& result) override {
         return transact(__func__, [&] { return mImpl->ProcessCaptureResult(result); });
     }

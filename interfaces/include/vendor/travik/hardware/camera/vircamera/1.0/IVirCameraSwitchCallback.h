@@ -16,7 +16,8 @@ namespace vircamera {
 namespace V1_0 {
 
 struct IVirCameraSwitchCallback : public ::android::hidl::base::V1_0::IBase {
-    static constexpr const char* descriptor = "vendor.travik.hardware.camera.vircamera@1.0::IVirCameraSwitchCallback";
+    static constexpr const char* descriptor =
+        "vendor.travik.hardware.camera.vircamera@1.0::IVirCameraSwitchCallback";
 
     virtual ::android::hardware::Return<::android::hardware::camera::common::V1_0::Status>
     notifySwitchOnResult(uint32_t seqNum, int32_t result) = 0;
@@ -29,13 +30,13 @@ struct IVirCameraSwitchCallback : public ::android::hidl::base::V1_0::IBase {
     }
 
     static ::android::hardware::Return<::android::sp<IVirCameraSwitchCallback>> castFrom(
-            const ::android::sp<IVirCameraSwitchCallback>& parent, bool /*emitError*/ = false) {
+        const ::android::sp<IVirCameraSwitchCallback>& parent, bool /*emitError*/ = false) {
         return parent;
     }
     static ::android::hardware::Return<::android::sp<IVirCameraSwitchCallback>> castFrom(
-            const ::android::sp<::android::hidl::base::V1_0::IBase>& parent,
-            bool emitError = false) {
-        return ::android::hardware::details::castInterface<IVirCameraSwitchCallback>(parent, descriptor, emitError);
+        const ::android::sp<::android::hidl::base::V1_0::IBase>& parent, bool emitError = false) {
+        return ::android::hardware::details::castInterface<IVirCameraSwitchCallback>(
+            parent, descriptor, emitError);
     }
 };
 

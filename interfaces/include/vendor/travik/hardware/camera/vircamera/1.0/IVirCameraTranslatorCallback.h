@@ -1,5 +1,5 @@
-// Host build of vendor.travik.hardware.camera.vircamera@1.0::IVirCameraTranslatorCallback, as the HIDL
-// generator produces it from IVirCameraTranslatorCallback.hal (methods in binding slot order).
+// Host build of vendor.travik.hardware.camera.vircamera@1.0::IVirCameraTranslatorCallback, as the
+// HIDL generator produces it from IVirCameraTranslatorCallback.hal (methods in binding slot order).
 #pragma once
 
 #include <android/hardware/camera/common/1.0/types.h>
@@ -16,7 +16,8 @@ namespace vircamera {
 namespace V1_0 {
 
 struct IVirCameraTranslatorCallback : public ::android::hidl::base::V1_0::IBase {
-    static constexpr const char* descriptor = "vendor.travik.hardware.camera.vircamera@1.0::IVirCameraTranslatorCallback";
+    static constexpr const char* descriptor =
+        "vendor.travik.hardware.camera.vircamera@1.0::IVirCameraTranslatorCallback";
 
     virtual ::android::hardware::Return<::android::hardware::camera::common::V1_0::Status>
     ProcessCaptureResult(const VirImageResult& result) = 0;
@@ -30,13 +31,13 @@ struct IVirCameraTranslatorCallback : public ::android::hidl::base::V1_0::IBase 
     }
 
     static ::android::hardware::Return<::android::sp<IVirCameraTranslatorCallback>> castFrom(
-            const ::android::sp<IVirCameraTranslatorCallback>& parent, bool /*emitError*/ = false) {
+        const ::android::sp<IVirCameraTranslatorCallback>& parent, bool /*emitError*/ = false) {
         return parent;
     }
     static ::android::hardware::Return<::android::sp<IVirCameraTranslatorCallback>> castFrom(
-            const ::android::sp<::android::hidl::base::V1_0::IBase>& parent,
-            bool emitError = false) {
-        return ::android::hardware::details::castInterface<IVirCameraTranslatorCallback>(parent, descriptor, emitError);
+        const ::android::sp<::android::hidl::base::V1_0::IBase>& parent, bool emitError = false) {
+        return ::android::hardware::details::castInterface<IVirCameraTranslatorCallback>(
+            parent, descriptor, emitError);
     }
 };
 
