@@ -22,6 +22,39 @@ FakeRemoteChannel::FakeRemoteChannel(uint32_t firstSessionId) : mNextSessionId(f
 
 FakeRemoteChannel::~FakeRemoteChannel() {
     JoinAnswers();
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mEchoStopping = true;
+        mImagesQueued.notify_all();
+    }
+    if (mEcho.joinable()) {
+        mEcho.join();
+    }
+}
+
+void FakeRemoteChannel::EchoImages() {
+    std::lock_guard<std::mutex> lock(mLock);
+    if (!mEcho.joinable()) {
+        mEcho = std::thread([this] { RunImageEcho(); });
+    }
+}
+
+void FakeRemoteChannel::RunImageEcho() {
+    std::unique_lock<std::mutex> lock(mLock);
+    while (true) {
+        mImagesQueued.wait(lock, [this] { return mEchoStopping || !mImages.empty(); });
+        if (mImages.empty()) {
+            return;
+        }
+        const vircam::VirImageResult image = mImages.front();
+        mImages.pop_front();
+        android::sp<vircam::IVirCameraChannel> service = mService;
+        lock.unlock();
+        if (service != nullptr) {
+            service->onVirImageBufferDone(0, image).isOk();
+        }
+        lock.lock();
+    }
 }
 
 void FakeRemoteChannel::SetService(const android::sp<vircam::IVirCameraChannel>& service) {
@@ -204,6 +237,14 @@ android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
         for (const auto& buffer : buffers) {
             mRequests.push_back({buffer.frameNumber, buffer.streamId, buffer.bufferId,
                                  buffer.buffer.getNativeHandle()});
+            if (mEcho.joinable()) {
+                vircam::VirImageResult image;
+                image.frameNumber = static_cast<uint32_t>(buffer.frameNumber);
+                image.bufferId = buffer.bufferId;
+                image.streamId = buffer.streamId;
+                mImages.push_back(image);
+                mImagesQueued.notify_all();
+            }
         }
     }
     cb(CameraStatus::OK, static_cast<uint32_t>(buffers.size()));

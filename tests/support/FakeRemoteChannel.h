@@ -7,6 +7,8 @@
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <string>
@@ -55,6 +57,9 @@ class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {
     void Script(RemoteStep step, const StepScript& script);
     // Waits for the answers still on their way.
     void JoinAnswers();
+    // Returns a finished image for every buffer of every capture request, in
+    // order, from a thread of its own.
+    void EchoImages();
 
     std::vector<std::string> Calls() const;
     std::vector<vircam::VirStream> LastConfiguredStreams() const;
@@ -95,6 +100,12 @@ class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {
     std::vector<SeenBuffer> mRequests;
     uint32_t mNextSessionId;
     std::vector<std::thread> mAnswers;
+
+    void RunImageEcho();
+    std::condition_variable mImagesQueued;
+    std::deque<vircam::VirImageResult> mImages;
+    bool mEchoStopping = false;
+    std::thread mEcho;
 };
 
 struct RemoteChannel : RemotePeer<FakeRemoteChannel, vircam::BpHwVirCameraChannelCallback> {

@@ -1,0 +1,263 @@
+// Waiting for a remote channel's asynchronous results, and recording them.
+//
+// No result is lost: the waiter takes the step's mutex, then the async-info
+// mutex, and checks the step's returned-flag before it sleeps; a notifier
+// takes the step's mutex first, so it either runs before the waiter (and sets
+// the flag, its try_lock winning) or while the waiter sleeps (its try_lock
+// failing, it only signals).
+#include <chrono>
+
+#include "streamchange/StreamChangeConstants.h"
+#include "streamchange/VirCameraChannelForStreamChange.h"
+#include "utils/Anonymize.h"
+#include "utils/VirCamLog.h"
+
+namespace pelcamera {
+
+// The per-step texts of a result notification.
+struct ResultNotice {
+    const char* name;
+    SwitchStep step;
+    SessionType lookup;
+    vircam::VirCamOptRet success;
+    bool VirCamSession::*flag;
+    const char* notFound;
+    bool notFoundWithRet;
+    const char* failed;
+    const char* succeeded;
+};
+
+namespace {
+
+constexpr ResultNotice kOpenCtrlNotice = {
+    "notifyOpenControlSessionResult",
+    OPEN_CONTROL_SESSION,
+    CONTROL_SESSION,
+    vircam::VirCamOptRet::OPT_CTRL_SESSION_OK,
+    &VirCamSession::openCtrlSessionOk,
+    "%s: can not find virtual camera session info by control session id: %s, ret: %d",
+    true,
+    "%s: the channel open contorl session failed, SessionId: %s, ret: %d",
+    "%s: open control control session success"};
+
+constexpr ResultNotice kConfigStreamNotice = {
+    "notifyConfigStreamResult",
+    CONFIG_STREAM,
+    CONTROL_SESSION,
+    vircam::VirCamOptRet::OPT_CONFIG_STREAM_OK,
+    &VirCamSession::configStreamOk,
+    "%s: can not find virtual camera session info by control session id: %s",
+    false,
+    "%s: the channel config stream failed, SessionId: %s, ret: %d",
+    "%s: the channel config stream success"};
+
+constexpr ResultNotice kOpenDataNotice = {
+    "notifyOpenDataSessionResult",
+    OPEN_DATA_SESSION,
+    DATA_SESSION,
+    vircam::VirCamOptRet::OPT_DATA_SESSION_OK,
+    &VirCamSession::openDataSessionOk,
+    "%s: can not find virtual camera session info by data session id: %s, ret: %d",
+    true,
+    "%s: the channel open data session failed, SessionId: %s, ret: %d",
+    "%s: the channel open data session success"};
+
+const char* NoWaitMessage(SwitchStep step) {
+    switch (step) {
+        case OPEN_CONTROL_SESSION:
+            return "%s: open control session has return, no wait";
+        case CONFIG_STREAM:
+            return "%s: config stream has return, no wait";
+        case OPEN_DATA_SESSION:
+            return "%s: open data session has return, no wait";
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+bool* VirCameraChannelForStreamChange::ReturnedFlag(SwitchStep step) {
+    switch (step) {
+        case OPEN_CONTROL_SESSION:
+            return &mOpenCtrlSessionReturned;
+        case CONFIG_STREAM:
+            return &mConfigStreamReturned;
+        case OPEN_DATA_SESSION:
+            return &mOpenDataSessionReturned;
+        case HAL_INIT:
+            return &mHalInitDone;
+    }
+    return nullptr;
+}
+
+void VirCameraChannelForStreamChange::ReleaseChannelOpt() {
+    if (mChannelOptOwner.load() == std::this_thread::get_id()) {
+        mChannelOptMutex.unlock();
+    }
+}
+
+void VirCameraChannelForStreamChange::ReacquireChannelOpt() {
+    if (mChannelOptOwner.load() == std::this_thread::get_id()) {
+        mChannelOptMutex.lock();
+    }
+}
+
+// One wait, no predicate loop: any wake-up counts as the result having come;
+// the session's flag then tells success from failure. The HAL-init wait never
+// looks at its flag.
+int32_t VirCameraChannelForStreamChange::WaitForChannelOptReturnLocked(
+    std::unique_lock<std::mutex>& lock, std::condition_variable& cond, int32_t timeoutSeconds,
+    SwitchStep step) {
+    std::lock_guard<std::mutex> asyncInfo(mAsyncTaskInfoMutex);
+    const char* noWait = NoWaitMessage(step);
+    if (noWait != nullptr && *ReturnedFlag(step)) {
+        kStreamChangeLog.I(noWait, __func__);
+        return 0;
+    }
+    ReleaseChannelOpt();
+    const std::cv_status status = cond.wait_for(lock, std::chrono::seconds(timeoutSeconds));
+    ReacquireChannelOpt();
+    if (status == std::cv_status::timeout) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: async channel operation timeout");
+        return -1;
+    }
+    return 0;
+}
+
+void VirCameraChannelForStreamChange::FlagReturned(const char* caller, SwitchStep step,
+                                                   std::condition_variable& cond) {
+    std::unique_lock<std::mutex> asyncInfo(mAsyncTaskInfoMutex, std::try_to_lock);
+    if (asyncInfo.owns_lock()) {
+        kStreamChangeLog.I("%s: get async task info lock", caller);
+        *ReturnedFlag(step) = true;
+    } else {
+        kStreamChangeLog.I("%s: main task waiting on, notify it", caller);
+    }
+    cond.notify_one();
+}
+
+bool VirCameraChannelForStreamChange::SessionFlag(const std::shared_ptr<VirCamSession>& session,
+                                                  bool VirCamSession::*flag) {
+    std::lock_guard<std::mutex> lock(mSessionMutex);
+    return (*session).*flag;
+}
+
+Return<void> VirCameraChannelForStreamChange::notifyOpenControlSessionResult(
+    uint32_t sessionId, vircam::VirCamOptRet ret) {
+    std::lock_guard<std::mutex> step(mOpenCtrlSessionMutex);
+    RecordResult(kOpenCtrlNotice, sessionId, ret, mOpenCtrlSessionCond);
+    return ::android::hardware::Void();
+}
+
+Return<void> VirCameraChannelForStreamChange::notifyConfigStreamResult(uint32_t sessionId,
+                                                                       vircam::VirCamOptRet ret) {
+    std::lock_guard<std::mutex> step(mConfigStreamMutex);
+    RecordResult(kConfigStreamNotice, sessionId, ret, mConfigStreamCond);
+    return ::android::hardware::Void();
+}
+
+Return<void> VirCameraChannelForStreamChange::notifyOpenDataSessionResult(
+    uint32_t sessionId, vircam::VirCamOptRet ret) {
+    std::lock_guard<std::mutex> step(mOpenDataSessionMutex);
+    RecordResult(kOpenDataNotice, sessionId, ret, mOpenDataSessionCond);
+    return ::android::hardware::Void();
+}
+
+void VirCameraChannelForStreamChange::RecordResult(const ResultNotice& notice, uint32_t sessionId,
+                                                   vircam::VirCamOptRet ret,
+                                                   std::condition_variable& cond) {
+    const int32_t code = static_cast<int32_t>(ret);
+    const std::string anonyId = GetAnonyInt32(static_cast<int32_t>(sessionId));
+    std::shared_ptr<VirCamSession> session = GetVirCamSessionBySessionId(sessionId, notice.lookup);
+    if (session == nullptr) {
+        // Nothing is flagged: the waiting step runs into its time-out.
+        if (notice.notFoundWithRet) {
+            kStreamChangeLog.E(notice.notFound, notice.name, anonyId.c_str(), code);
+        } else {
+            kStreamChangeLog.E(notice.notFound, notice.name, anonyId.c_str());
+        }
+        return;
+    }
+    const bool ok = ret == notice.success;
+    if (ok) {
+        kStreamChangeLog.I(notice.succeeded, notice.name);
+    } else {
+        kStreamChangeLog.E(notice.failed, notice.name, anonyId.c_str(), code);
+    }
+    {
+        std::lock_guard<std::mutex> lock(mSessionMutex);
+        (*session).*notice.flag = ok;
+    }
+    FlagReturned(notice.name, notice.step, cond);
+}
+
+bool VirCameraChannelForStreamChange::AfterOpenCtrSession(
+    uint32_t seqNum, const ChannelKey& key, const sp<vircam::IVirCameraChannelCallback>& callback,
+    std::shared_ptr<VirCamSession>& session) {
+    std::unique_lock<std::mutex> lock(mOpenCtrlSessionMutex);
+    if (WaitForChannelOptReturnLocked(lock, mOpenCtrlSessionCond, kChannelOptTimeoutSeconds,
+                                      OPEN_CONTROL_SESSION) != 0) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for open control channel timeout, return: %d", -1);
+    } else if (SessionFlag(session, &VirCamSession::openCtrlSessionOk)) {
+        return true;
+    } else {
+        VIRCAM_LOGE(kStreamChangeLog,
+                    "%s: send open control session request, but return failed at last");
+    }
+    NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONTROL);
+    return UndoSwitchStep(callback, key);
+}
+
+bool VirCameraChannelForStreamChange::DealConfigStreamResult(
+    Return<CameraStatus>& callResult, const sp<vircam::IVirCameraChannelCallback>& callback,
+    uint32_t seqNum, const ChannelKey& key, std::shared_ptr<VirCamSession>& session) {
+    if (!callResult.isOk() || static_cast<CameraStatus>(callResult) != CameraStatus::OK) {
+        const uint32_t controlSessionId = RouteOf(*session).controlSessionId;
+        VIRCAM_LOGE(kStreamChangeLog,
+                    "%s: config stream failed, deviceId: %s, serviceId: %s, sessionId: %s",
+                    GetAnonyString(key.first).c_str(), GetAnonyString(key.second).c_str(),
+                    GetAnonyInt32(static_cast<int32_t>(controlSessionId)).c_str());
+        NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
+        return UndoSwitchStep(callback, key);
+    }
+    std::unique_lock<std::mutex> lock(mConfigStreamMutex);
+    if (WaitForChannelOptReturnLocked(lock, mConfigStreamCond, kChannelOptTimeoutSeconds,
+                                      CONFIG_STREAM) != 0) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for config stream timeout, return: %d", -1);
+    } else if (SessionFlag(session, &VirCamSession::configStreamOk)) {
+        return true;
+    } else {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: send config stream request, but return failed at last");
+    }
+    NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
+    return UndoSwitchStep(callback, key);
+}
+
+bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
+    uint32_t seqNum, const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key,
+    std::shared_ptr<VirCamSession> session) {
+    std::unique_lock<std::mutex> lock(mOpenDataSessionMutex);
+    if (WaitForChannelOptReturnLocked(lock, mOpenDataSessionCond, kChannelOptTimeoutSeconds,
+                                      OPEN_DATA_SESSION) != 0) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for open data channel timeout, return: %d", -1);
+    } else if (SessionFlag(session, &VirCamSession::openDataSessionOk)) {
+        return true;
+    } else {
+        VIRCAM_LOGE(kStreamChangeLog,
+                    "%s: send open data session request, but return failed at last");
+    }
+    NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_DATA);
+    return UndoSwitchStep(callback, key);
+}
+
+// Every failed step releases what the remote opened and forgets the session;
+// the sequence then falls back to the physical camera.
+bool VirCameraChannelForStreamChange::UndoSwitchStep(
+    const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key) {
+    ClearChannelResource(callback, key.first, key.second);
+    EraseSession(key);
+    return false;
+}
+
+}  // namespace pelcamera
