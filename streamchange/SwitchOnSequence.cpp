@@ -127,7 +127,7 @@ bool VirCameraChannelForStreamChange::ConfigStream(uint32_t seqNum, const Channe
                                                    std::shared_ptr<VirCamSession>& session) {
     VIRCAM_LOGI(kStreamChangeLog, "[Step2] %s: start configstream, seqNum: %s",
                 GetAnonyUInt32(seqNum).c_str());
-    std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
+    std::unique_lock<std::mutex> registry(mChannelCallbackMutex);
     sp<vircam::IVirCameraChannelCallback> callback =
         FindChannelCallbackOrLog(__func__, kCbNotRegisted, key);
     if (callback == nullptr) {
@@ -138,8 +138,15 @@ bool VirCameraChannelForStreamChange::ConfigStream(uint32_t seqNum, const Channe
         NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
         return UndoSwitchStep(callback, key);
     }
+    // The stream backup is read without the registry's lock: a pipeline
+    // reconfiguring while virtual holds the backup's lock and then needs the
+    // registry, so holding both here in the other order could deadlock. The
+    // callback in hand stays valid; the lock is back for the call, the wait
+    // and any undo.
+    registry.unlock();
     hidl_vec<vircam::VirStream> streams = WaitForCachedConfigStreams();
     ConvertToHidlVirStream(streams);
+    registry.lock();
     Return<CameraStatus> result =
         callback->configStream(RouteOf(*session).controlSessionId, streams);
     return DealConfigStreamResult(result, callback, seqNum, key, session);

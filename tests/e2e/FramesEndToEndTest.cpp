@@ -145,12 +145,21 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     channel->switchOffVirtualCamera("devA", "cam1", [](CameraStatus, uint32_t) {}).isOk();
     ASSERT_TRUE(devMgt.fake->WaitForResults(2, std::chrono::seconds(10)));
     EXPECT_EQ(300, devMgt.fake->Results()[1].code);
-    EXPECT_EQ("0", android::base::GetProperty("vendor.vorsk_vircam_info", ""));
+    // The result is sent just before the service returns to physical.
+    EXPECT_TRUE(WaitFor([] { return android::base::GetProperty("vendor.vorsk_vircam_info", "") == "0"; }));
     // The flush on the way back was announced to every pipeline callback.
     EXPECT_EQ(1u, front.fake->Commands().size());
     EXPECT_EQ(CameraStatus::INTERNAL_ERROR,
               static_cast<CameraStatus>(translator->ProcessCaptureRequest(kCameraId, request)));
     EXPECT_EQ(static_cast<size_t>(kFrames), remote.fake->CaptureRequests().size());
+
+    // The pipeline closes: its callbacks go, and with them the registries'
+    // hold on the translator channels.
+    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
+                                    translator->UnregisterCameraTranslatorCallback(kCameraId)));
+    EXPECT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(secondTranslator->UnregisterCameraTranslatorCallback(1)));
+    EXPECT_EQ(0u, front.process->linkedRecipients());
 }
 
 }  // namespace
