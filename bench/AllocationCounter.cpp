@@ -9,7 +9,9 @@ namespace {
 std::atomic<uint64_t> gAllocations{0};
 }  // namespace
 
-uint64_t AllocationCount() { return gAllocations.load(std::memory_order_relaxed); }
+uint64_t AllocationCount() {
+    return gAllocations.load(std::memory_order_relaxed);
+}
 
 }  // namespace vircam_bench
 
@@ -21,8 +23,18 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
 }
 
-void* operator new[](std::size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
+void* operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+    std::free(p);
+}

@@ -110,8 +110,9 @@ void BM_CaptureRequest(benchmark::State& state) {
         CameraStatus status = library.translator->ProcessCaptureRequest(kCameraId, request);
         benchmark::DoNotOptimize(status);
     }
-    state.counters["allocs"] = benchmark::Counter(
-        static_cast<double>(AllocationCount() - allocationsBefore), benchmark::Counter::kAvgIterations);
+    state.counters["allocs"] =
+        benchmark::Counter(static_cast<double>(AllocationCount() - allocationsBefore),
+                           benchmark::Counter::kAvgIterations);
 }
 
 // The least the same work can cost: one copy of the request and one ordered
@@ -157,8 +158,9 @@ void EnsurePipelines(size_t count) {
     while (library.pipelines.size() < count) {
         auto channel = android::sp<vircam::IVirCameraTranslator>(CreateVirtualCameraTranslator());
         library.pipelines.push_back(new CountingPipeline());
-        channel->RegisterCameraTranslatorCallback(static_cast<int32_t>(library.pipelines.size() - 1),
-                                                  library.pipelines.back())
+        channel
+            ->RegisterCameraTranslatorCallback(static_cast<int32_t>(library.pipelines.size() - 1),
+                                               library.pipelines.back())
             .isOk();
         library.moreTranslators.push_back(channel);
     }
@@ -228,10 +230,14 @@ void BM_SwitchCycle(benchmark::State& state) {
     for (auto _ : state) {
         auto start = std::chrono::steady_clock::now();
         library.SwitchOff();
-        offUs.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        offUs.push_back(
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+                .count());
         start = std::chrono::steady_clock::now();
         library.SwitchOn();
-        onUs.push_back(std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count());
+        onUs.push_back(
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start)
+                .count());
     }
     state.counters["on_p50_us"] = Percentile(onUs, 0.50);
     state.counters["on_p99_us"] = Percentile(onUs, 0.99);

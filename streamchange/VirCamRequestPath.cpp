@@ -48,55 +48,59 @@ int32_t VirCameraChannelForStreamChange::CallRemote(const char* caller, int32_t 
 }
 
 int32_t VirCameraChannelForStreamChange::ProcessCaptureRequest(
-        int32_t virCamId, const hidl_vec<vircam::VirImageBuffer>& buffers) {
-    return CallRemote(__func__, virCamId, kNotRegisted,
-                      [&](vircam::IVirCameraChannelCallback& remote, const SessionRoute& route) {
-        CameraStatus status = CameraStatus::INTERNAL_ERROR;
-        uint32_t processed = 0;
-        const bool transportOk =
-            remote.processCaptureRequest(route.dataSessionId, buffers,
-                                         [&](CameraStatus s, uint32_t n) {
-                                             status = s;
-                                             processed = n;
-                                         })
-                .isOk();
-        if (!transportOk || status != CameraStatus::OK || processed != buffers.size()) {
-            kStreamChangeLog.E(
-                "%s: send capture request to channel failed, status: %d, num request processed: %d",
-                "ProcessCaptureRequest", static_cast<int32_t>(status),
-                static_cast<int32_t>(processed));
-            return -1;
-        }
-        return 0;
-    });
+    int32_t virCamId, const hidl_vec<vircam::VirImageBuffer>& buffers) {
+    return CallRemote(
+        __func__, virCamId, kNotRegisted,
+        [&](vircam::IVirCameraChannelCallback& remote, const SessionRoute& route) {
+            CameraStatus status = CameraStatus::INTERNAL_ERROR;
+            uint32_t processed = 0;
+            const bool transportOk = remote
+                                         .processCaptureRequest(route.dataSessionId, buffers,
+                                                                [&](CameraStatus s, uint32_t n) {
+                                                                    status = s;
+                                                                    processed = n;
+                                                                })
+                                         .isOk();
+            if (!transportOk || status != CameraStatus::OK || processed != buffers.size()) {
+                kStreamChangeLog.E(
+                    "%s: send capture request to channel failed, status: %d, num request "
+                    "processed: %d",
+                    "ProcessCaptureRequest", static_cast<int32_t>(status),
+                    static_cast<int32_t>(processed));
+                return -1;
+            }
+            return 0;
+        });
 }
 
 int32_t VirCameraChannelForStreamChange::ProcessMetaRequest(int32_t virCamId,
                                                             const vircam::VirMetaRequest& request) {
-    return CallRemote(__func__, virCamId, kNotRegisted,
-                      [&](vircam::IVirCameraChannelCallback& remote, const SessionRoute& route) {
-        Return<CameraStatus> ret = remote.processMetaRequest(route.dataSessionId, request);
-        if (!ret.isOk() || static_cast<CameraStatus>(ret) != CameraStatus::OK) {
-            kStreamChangeLog.E("%s: process meta request failed", "ProcessMetaRequest");
-            return -1;
-        }
-        return 0;
-    });
+    return CallRemote(
+        __func__, virCamId, kNotRegisted,
+        [&](vircam::IVirCameraChannelCallback& remote, const SessionRoute& route) {
+            Return<CameraStatus> ret = remote.processMetaRequest(route.dataSessionId, request);
+            if (!ret.isOk() || static_cast<CameraStatus>(ret) != CameraStatus::OK) {
+                kStreamChangeLog.E("%s: process meta request failed", "ProcessMetaRequest");
+                return -1;
+            }
+            return 0;
+        });
 }
 
 int32_t VirCameraChannelForStreamChange::Flush(int32_t virCamId) {
     VIRCAM_LOGI(kStreamChangeLog, "%s: flush vir cam");
     return CallRemote(__func__, virCamId, kCbNotRegisted,
                       [&](vircam::IVirCameraChannelCallback& remote, const SessionRoute& route) {
-        kStreamChangeLog.I("%s: begin flush vir cam", "Flush");
-        Return<CameraStatus> ret = remote.flush(route.dataSessionId);
-        kStreamChangeLog.I("%s: end flush vir cam", "Flush");
-        if (!ret.isOk() || static_cast<CameraStatus>(ret) != CameraStatus::OK) {
-            kStreamChangeLog.E("%s: call the virtual camera channel flush failed", "Flush");
-            return -1;
-        }
-        return 0;
-    });
+                          kStreamChangeLog.I("%s: begin flush vir cam", "Flush");
+                          Return<CameraStatus> ret = remote.flush(route.dataSessionId);
+                          kStreamChangeLog.I("%s: end flush vir cam", "Flush");
+                          if (!ret.isOk() || static_cast<CameraStatus>(ret) != CameraStatus::OK) {
+                              kStreamChangeLog.E("%s: call the virtual camera channel flush failed",
+                                                 "Flush");
+                              return -1;
+                          }
+                          return 0;
+                      });
 }
 
 // Whatever fails, the service ends physical with the property at "0", and

@@ -35,17 +35,17 @@ using ::android::hardware::Return;
 using ChannelKey = std::pair<std::string, std::string>;
 
 class VirCameraChannelForStreamChange : public vircam::IVirCameraChannel {
-  public:
+public:
     // Watches one remote channel callback; its death queues a switch-off.
     class ListenerDeathRecipient : public ::android::hardware::hidl_death_recipient {
-      public:
+    public:
         ListenerDeathRecipient(const sp<VirCameraChannelForStreamChange>& channel,
                                const std::string& deviceId, const std::string& serviceId);
         void serviceDied(uint64_t cookie,
                          const ::android::wp<::android::hidl::base::V1_0::IBase>& who) override;
         ~ListenerDeathRecipient() override = default;
 
-      private:
+    private:
         sp<VirCameraChannelForStreamChange> mChannel;
         std::string mDeviceId;
         std::string mServiceId;
@@ -109,7 +109,7 @@ class VirCameraChannelForStreamChange : public vircam::IVirCameraChannel {
     bool HasSwitchCallback();
     std::string GetPhysicalCameraId() const;
 
-  private:
+private:
     using ChannelCallbackMap = std::map<ChannelKey, sp<vircam::IVirCameraChannelCallback>>;
     using DeathRecipientMap = std::map<ChannelKey, sp<ListenerDeathRecipient>>;
     using SessionMap = std::map<ChannelKey, std::shared_ptr<VirCamSession>>;

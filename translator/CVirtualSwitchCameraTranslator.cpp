@@ -56,8 +56,8 @@ void CVirtualSwitchCameraTranslator::SetHalInitStatus() {
     channel->SetHalInitStatus();
 }
 
-void CVirtualSwitchCameraTranslator::SetTransCallback(const ::android::sp<TranslatorCallback>& callback,
-                                                      int32_t camRearOrFront) {
+void CVirtualSwitchCameraTranslator::SetTransCallback(
+    const ::android::sp<TranslatorCallback>& callback, int32_t camRearOrFront) {
     std::lock_guard<std::mutex> lock(g_callbackMutex);
     VIRCAM_LOGI(kTranslatorLog,
                 "%s: set trans callback m_cbTranslatorCallback.size is %d and camRearOrFront is %d",
@@ -118,7 +118,9 @@ int32_t CVirtualSwitchCameraTranslator::UpdateConfigureStreams() {
     return 0;
 }
 
-bool CVirtualSwitchCameraTranslator::IsVirtualStatus() { return GetCamStatus().camMode == VIRTUAL; }
+bool CVirtualSwitchCameraTranslator::IsVirtualStatus() {
+    return GetCamStatus().camMode == VIRTUAL;
+}
 
 bool CVirtualSwitchCameraTranslator::IsFlushing() {
     std::lock_guard<std::mutex> lock(g_flushStateMutex);
@@ -140,8 +142,8 @@ void CVirtualSwitchCameraTranslator::RecordCameraMode(int32_t camId, SwitchType 
     std::lock_guard<std::mutex> lock(m_statusMutex);
     VirCameraStatus& status = *m_camStatus;
     const auto mismatch = [&] {
-        VIRCAM_LOGE(kTranslatorLog, "%s: switch for camera %d, switch type: %d not match current mode: %d",
-                    camId, static_cast<int32_t>(type), status.camMode);
+        kTranslatorLog.E("%s: switch for camera %d, switch type: %d not match current mode: %d",
+                         "RecordCameraMode", camId, static_cast<int32_t>(type), status.camMode);
     };
     if (status.camMode == ON_SWITCHING) {
         VIRCAM_LOGE(kTranslatorLog, "%s: ON_SWITCHING mode in translator is invalid");
@@ -166,8 +168,8 @@ void CVirtualSwitchCameraTranslator::RecordCameraMode(int32_t camId, SwitchType 
 bool CVirtualSwitchCameraTranslator::ValidSwitchCameraParam(uint32_t virCamId) {
     const auto signedId = static_cast<int32_t>(virCamId);
     if (signedId < 1) {
-        VIRCAM_LOGE(kTranslatorLog, "%s: vir cam id is invalid, must be -1 or more than 0, virCamId: %d",
-                    signedId);
+        VIRCAM_LOGE(kTranslatorLog,
+                    "%s: vir cam id is invalid, must be -1 or more than 0, virCamId: %d", signedId);
         return false;
     }
     if (signedId == GetCamStatus().camId) {

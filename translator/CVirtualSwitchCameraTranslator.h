@@ -24,10 +24,10 @@ class HidlCallbackMgrTranslator;
 
 class CVirtualSwitchCameraTranslator {
 public:
-    using VirImageBufferVec =
-        ::android::hardware::hidl_vec<::vendor::travik::hardware::camera::vircamera::V1_0::VirImageBuffer>;
-    using VirStreamVec =
-        ::android::hardware::hidl_vec<::vendor::travik::hardware::camera::vircamera::V1_0::VirStream>;
+    using VirImageBufferVec = ::android::hardware::hidl_vec<
+        ::vendor::travik::hardware::camera::vircamera::V1_0::VirImageBuffer>;
+    using VirStreamVec = ::android::hardware::hidl_vec<
+        ::vendor::travik::hardware::camera::vircamera::V1_0::VirStream>;
     using VirImageResult = ::vendor::travik::hardware::camera::vircamera::V1_0::VirImageResult;
     using VirMetaRequest = ::vendor::travik::hardware::camera::vircamera::V1_0::VirMetaRequest;
     using TranslatorCallback =
@@ -48,7 +48,8 @@ public:
     void SetHalInitStatus();
 
     // Pipeline callbacks.
-    void SetTransCallback(const ::android::sp<TranslatorCallback>& callback, int32_t camRearOrFront);
+    void SetTransCallback(const ::android::sp<TranslatorCallback>& callback,
+                          int32_t camRearOrFront);
     void DelTransCallback(int32_t camRearOrFront);
     bool CheckTranslatorCallback();
 

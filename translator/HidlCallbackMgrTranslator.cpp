@@ -83,7 +83,8 @@ void HidlCallbackMgrTranslator::SaveLinkToDeath(const Key& key,
     auto it = mDeathRecipientMap.find(key);
     if (it == mDeathRecipientMap.end()) {
         mDeathRecipientMap.emplace(key, recipient);
-        VIRCAM_LOGI(kTranslatorCbMgrLog, "%s: register linkToDeath success, deviceid: %s, serviceid: %s",
+        VIRCAM_LOGI(kTranslatorCbMgrLog,
+                    "%s: register linkToDeath success, deviceid: %s, serviceid: %s",
                     GetAnonyString(key.first).c_str(), GetAnonyString(key.second).c_str());
         return;
     }
@@ -134,12 +135,12 @@ bool HidlCallbackMgrTranslator::HasDeathRecipient(const Key& key) {
 }
 
 HidlCallbackMgrTranslator::ListenerDeathRecipient::ListenerDeathRecipient(
-        const ::android::sp<VirCameraChannelForTranslator>& channel, const std::string& deviceId,
-        const std::string& serviceId)
+    const ::android::sp<VirCameraChannelForTranslator>& channel, const std::string& deviceId,
+    const std::string& serviceId)
     : mChannel(channel), mDeviceId(deviceId), mServiceId(serviceId) {}
 
 void HidlCallbackMgrTranslator::ListenerDeathRecipient::serviceDied(
-        uint64_t /*cookie*/, const ::android::wp<::android::hidl::base::V1_0::IBase>& /*who*/) {
+    uint64_t /*cookie*/, const ::android::wp<::android::hidl::base::V1_0::IBase>& /*who*/) {
     VIRCAM_LOGE(kTranslatorCbMgrLog, "%s: transport translator callback service died");
     mDied = true;
     if (mChannel == nullptr) {

@@ -7,11 +7,12 @@
 
 namespace pelcamera {
 
-int32_t CVirtualSwitchCameraTranslator::RegisterBuffer(uint64_t streamId, uint64_t bufferId,
-                                                       const ::android::hardware::hidl_handle& buffer) {
+int32_t CVirtualSwitchCameraTranslator::RegisterBuffer(
+    uint64_t streamId, uint64_t bufferId, const ::android::hardware::hidl_handle& buffer) {
     const native_handle_t* handle = buffer.getNativeHandle();
     std::lock_guard<std::mutex> lock(g_bufferMutex);
-    VIRCAM_LOGI(kTranslatorLog, "%s: register buffer, streamid: %lu, bufferid: %lu, buffer status: %d",
+    VIRCAM_LOGI(kTranslatorLog,
+                "%s: register buffer, streamid: %lu, bufferid: %lu, buffer status: %d",
                 static_cast<unsigned long>(streamId), static_cast<unsigned long>(bufferId),
                 handle != nullptr ? 1 : 0);
     // Stream ids are int32 on the wire of the requests: cut to the low 32 bits.
@@ -68,14 +69,16 @@ void CVirtualSwitchCameraTranslator::FillCachedHandles(VirImageBufferVec& reques
     for (auto& element : request) {
         auto it = m_cachedBuffers.find(std::make_pair(element.streamId, element.bufferId));
         if (it == m_cachedBuffers.end() || element.buffer.getNativeHandle() != nullptr) {
-            kTranslatorLog.W("%s: find one req with no cached buffer, stream id: %d, buffer id: %lu",
-                             "ProcessCaptureRequest", element.streamId,
-                             static_cast<unsigned long>(element.bufferId));
+            kTranslatorLog.W(
+                "%s: find one req with no cached buffer, stream id: %d, buffer id: %lu",
+                "ProcessCaptureRequest", element.streamId,
+                static_cast<unsigned long>(element.bufferId));
             continue;
         }
         element.buffer = it->second->handle;
         kTranslatorLog.I(
-            "%s: find one req item with buffer, set it, frameNumber: %d, streamId: %d, bufferId: %lu",
+            "%s: find one req item with buffer, set it, frameNumber: %d, streamId: %d, bufferId: "
+            "%lu",
             "ProcessCaptureRequest", element.frameNumber, element.streamId,
             static_cast<unsigned long>(element.bufferId));
     }
@@ -122,8 +125,8 @@ void CVirtualSwitchCameraTranslator::onTranslatorImageBufferDone(const VirImageR
         if (!callback->ProcessCaptureResult(result).isOk()) {
             VIRCAM_LOGE(kTranslatorLog, "%s: run func failed");
         }
-        VIRCAM_LOGD(kTranslatorLog, "%s: send to chi callback, %u %zu %d %zu %u %d", result.frameNumber,
-                    static_cast<size_t>(result.bufferId), result.streamId,
+        VIRCAM_LOGD(kTranslatorLog, "%s: send to chi callback, %u %zu %d %zu %u %d",
+                    result.frameNumber, static_cast<size_t>(result.bufferId), result.streamId,
                     static_cast<size_t>(result.timestamp), static_cast<unsigned>(result.lastImage),
                     result.bufferStatus);
     }
@@ -131,8 +134,8 @@ void CVirtualSwitchCameraTranslator::onTranslatorImageBufferDone(const VirImageR
 
 // Whatever the channel service answers, the translator ends on the physical
 // camera with no cached buffers and no stream backup.
-int32_t CVirtualSwitchCameraTranslator::Close(int32_t /*cameraId*/,
-                                              std::shared_ptr<HidlCallbackMgrTranslator>& /*callbackMgr*/) {
+int32_t CVirtualSwitchCameraTranslator::Close(
+    int32_t /*cameraId*/, std::shared_ptr<HidlCallbackMgrTranslator>& /*callbackMgr*/) {
     VIRCAM_LOGI(kTranslatorLog, "%s: close enter.");
     std::lock_guard<std::mutex> lock(g_bufferMutex);
     m_cachedBuffers.clear();

@@ -30,10 +30,10 @@ VirCameraChannelForTranslator::~VirCameraChannelForTranslator() {
     mCallbackMgr.reset();
 }
 
-#define VIRCAM_REQUIRE_TRANSLATOR()                                        \
-    if (mCamTrans == nullptr) {                                            \
-        VIRCAM_LOGE(kChannelTranslatorLog, "%s mCamTrans is null");        \
-        return CameraStatus::INTERNAL_ERROR;                               \
+#define VIRCAM_REQUIRE_TRANSLATOR()                                 \
+    if (mCamTrans == nullptr) {                                     \
+        VIRCAM_LOGE(kChannelTranslatorLog, "%s mCamTrans is null"); \
+        return CameraStatus::INTERNAL_ERROR;                        \
     }
 
 VirCameraChannelForTranslator::Return<VirCameraChannelForTranslator::CameraStatus>
@@ -41,7 +41,7 @@ VirCameraChannelForTranslator::ProcessCaptureRequest(int32_t /*cameraId*/,
                                                      const hidl_vec<VirImageBuffer>& buffers) {
     VIRCAM_REQUIRE_TRANSLATOR();
     return mCamTrans->ProcessCaptureRequest(buffers) == 0 ? CameraStatus::OK
-                                                           : CameraStatus::INTERNAL_ERROR;
+                                                          : CameraStatus::INTERNAL_ERROR;
 }
 
 VirCameraChannelForTranslator::Return<VirCameraChannelForTranslator::CameraStatus>
@@ -58,7 +58,7 @@ VirCameraChannelForTranslator::ProcessMetaRequest(int32_t /*cameraId*/,
                                                   const VirMetaRequest& request) {
     VIRCAM_REQUIRE_TRANSLATOR();
     return mCamTrans->ProcessMetaRequest(request) == 0 ? CameraStatus::OK
-                                                        : CameraStatus::INTERNAL_ERROR;
+                                                       : CameraStatus::INTERNAL_ERROR;
 }
 
 VirCameraChannelForTranslator::Return<VirCameraChannelForTranslator::CameraStatus>
@@ -70,7 +70,7 @@ VirCameraChannelForTranslator::BackupPhyConfigStreams(int32_t /*cameraId*/,
 }
 
 VirCameraChannelForTranslator::Return<void> VirCameraChannelForTranslator::RecordCameraMode(
-        int32_t cameraId, SwitchType mode) {
+    int32_t cameraId, SwitchType mode) {
     if (mCamTrans == nullptr) {
         VIRCAM_LOGE(kChannelTranslatorLog, "%s mCamTrans is null");
         return ::android::hardware::Void();
@@ -99,7 +99,7 @@ VirCameraChannelForTranslator::Flush(int32_t /*cameraId*/) {
 
 VirCameraChannelForTranslator::Return<VirCameraChannelForTranslator::CameraStatus>
 VirCameraChannelForTranslator::RegisterCameraTranslatorCallback(
-        int32_t cameraId, const ::android::sp<TranslatorCallback>& cb) {
+    int32_t cameraId, const ::android::sp<TranslatorCallback>& cb) {
     if (mCamTrans == nullptr) {
         VIRCAM_LOGE(kChannelTranslatorLog, "%s mCamTrans is null");
         return CameraStatus::INTERNAL_ERROR;
@@ -114,8 +114,8 @@ VirCameraChannelForTranslator::RegisterCameraTranslatorCallback(
         VIRCAM_LOGE(kChannelTranslatorLog, "%s: cast register IVirCameraChannelCallback failed");
         return CameraStatus::INTERNAL_ERROR;
     }
-    VIRCAM_LOGI(kChannelTranslatorLog, "%s: translator get register callback msg and serviceID is %d",
-                cameraId);
+    VIRCAM_LOGI(kChannelTranslatorLog,
+                "%s: translator get register callback msg and serviceID is %d", cameraId);
     mCamTrans->SetTransCallback(callback, cameraId);
     mCameraId = cameraId;
     if (mCallbackMgr != nullptr) {

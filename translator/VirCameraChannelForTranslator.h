@@ -36,14 +36,15 @@ public:
                                                const hidl_vec<VirImageBuffer>& buffers) override;
     Return<CameraStatus> RegisterBuffer(int32_t cameraId, uint64_t streamId, uint64_t bufferId,
                                         const ::android::hardware::hidl_handle& buffer) override;
-    Return<CameraStatus> ProcessMetaRequest(int32_t cameraId, const VirMetaRequest& request) override;
+    Return<CameraStatus> ProcessMetaRequest(int32_t cameraId,
+                                            const VirMetaRequest& request) override;
     Return<CameraStatus> BackupPhyConfigStreams(int32_t cameraId,
                                                 const hidl_vec<VirStream>& streams) override;
     Return<void> RecordCameraMode(int32_t cameraId, SwitchType mode) override;
     Return<CameraStatus> Close(int32_t cameraId) override;
     Return<CameraStatus> Flush(int32_t cameraId) override;
     Return<CameraStatus> RegisterCameraTranslatorCallback(
-            int32_t cameraId, const ::android::sp<TranslatorCallback>& cb) override;
+        int32_t cameraId, const ::android::sp<TranslatorCallback>& cb) override;
     Return<CameraStatus> UnregisterCameraTranslatorCallback(int32_t cameraId) override;
     Return<CameraStatus> RunCommonCmdTranslator(uint32_t cmdId, const hidl_string& value) override;
 

@@ -7,7 +7,7 @@
 namespace pelcamera {
 
 class VirCamLogger final {
-  public:
+public:
     explicit constexpr VirCamLogger(const char* tag) : mTag(tag) {}
 
     const char* Tag() const { return mTag; }
@@ -16,7 +16,7 @@ class VirCamLogger final {
     void W(const char* format, ...) const __attribute__((format(printf, 2, 3)));
     void E(const char* format, ...) const __attribute__((format(printf, 2, 3)));
 
-  private:
+private:
     const char* mTag;
 };
 

@@ -13,7 +13,7 @@ namespace {
 // The runtime's death-notification thread: deliveries never run on the
 // thread that killed the peer, and no runtime lock is held while they run.
 class DeathNotifier {
-  public:
+public:
     static DeathNotifier& instance() {
         static DeathNotifier notifier;
         return notifier;
@@ -43,7 +43,7 @@ class DeathNotifier {
         mThread.join();
     }
 
-  private:
+private:
     DeathNotifier() : mThread([this] { run(); }) {}
 
     void run() {

@@ -70,12 +70,14 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     // The pipeline: one callback per camera, streams backed up, buffers registered.
     RemoteTranslatorCallback front;
     RemoteTranslatorCallback rear;
-    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->RegisterCameraTranslatorCallback(
-                                    kCameraId, front.proxy)));
     ASSERT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(secondTranslator->RegisterCameraTranslatorCallback(1, rear.proxy)));
-    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
-                                    translator->BackupPhyConfigStreams(kCameraId, PreviewStreams(1920))));
+              static_cast<CameraStatus>(
+                  translator->RegisterCameraTranslatorCallback(kCameraId, front.proxy)));
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(
+                  secondTranslator->RegisterCameraTranslatorCallback(1, rear.proxy)));
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->BackupPhyConfigStreams(
+                                    kCameraId, PreviewStreams(1920))));
     std::vector<std::unique_ptr<PipelineBuffer>> buffers;
     for (uint64_t id = 0; id < 8; ++id) {
         buffers.push_back(std::make_unique<PipelineBuffer>());
@@ -92,7 +94,8 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
               static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
     ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(channel->registerVirtualChannelCallback(
                                     "devA", "W_cam1", remote.proxy)));
-    channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": [\"0\"]}"})").isOk();
+    channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": [\"0\"]}"})")
+        .isOk();
 
     // Physical: the pipeline's requests are refused.
     hidl_vec<vircam::VirImageBuffer> request(1);
@@ -100,15 +103,16 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     EXPECT_EQ(CameraStatus::INTERNAL_ERROR,
               static_cast<CameraStatus>(translator->ProcessCaptureRequest(kCameraId, request)));
 
-    channel->switchOnVirtualCamera("devA", "cam1", [](CameraStatus s, uint32_t) {
-        EXPECT_EQ(CameraStatus::OK, s);
-    }).isOk();
+    channel
+        ->switchOnVirtualCamera("devA", "cam1",
+                                [](CameraStatus s, uint32_t) { EXPECT_EQ(CameraStatus::OK, s); })
+        .isOk();
     ASSERT_TRUE(devMgt.fake->WaitForResults(1, std::chrono::seconds(10)));
     ASSERT_EQ(300, devMgt.fake->Results()[0].code);
     EXPECT_EQ("Camera_0", android::base::GetProperty("vendor.vorsk_vircam_info", ""));
     ASSERT_TRUE(WaitFor([&] {
-        return translator->RunCommonCmdTranslator(1, "").withDefault(CameraStatus::INTERNAL_ERROR) ==
-               CameraStatus::OK;
+        return translator->RunCommonCmdTranslator(1, "").withDefault(
+                   CameraStatus::INTERNAL_ERROR) == CameraStatus::OK;
     }));
 
     for (int frame = 0; frame < kFrames; ++frame) {
@@ -116,8 +120,8 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
         buffersOfFrame[0].frameNumber = frame;
         buffersOfFrame[0].streamId = frame % 2;
         buffersOfFrame[0].bufferId = static_cast<uint64_t>(frame % 8);
-        ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
-                                        translator->ProcessCaptureRequest(kCameraId, buffersOfFrame)));
+        ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->ProcessCaptureRequest(
+                                        kCameraId, buffersOfFrame)));
     }
     const auto seen = remote.fake->CaptureRequests();
     ASSERT_EQ(static_cast<size_t>(kFrames), seen.size());
@@ -135,8 +139,8 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     EXPECT_EQ(expected, rear.fake->Frames());
 
     // A reconfiguration while virtual reaches the remote, converted.
-    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
-                                    translator->BackupPhyConfigStreams(kCameraId, PreviewStreams(1280))));
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->BackupPhyConfigStreams(
+                                    kCameraId, PreviewStreams(1280))));
     const auto streams = remote.fake->LastConfiguredStreams();
     ASSERT_EQ(2u, streams.size());
     EXPECT_EQ(1280u, streams[0].width);
@@ -146,7 +150,8 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     ASSERT_TRUE(devMgt.fake->WaitForResults(2, std::chrono::seconds(10)));
     EXPECT_EQ(300, devMgt.fake->Results()[1].code);
     // The result is sent just before the service returns to physical.
-    EXPECT_TRUE(WaitFor([] { return android::base::GetProperty("vendor.vorsk_vircam_info", "") == "0"; }));
+    EXPECT_TRUE(
+        WaitFor([] { return android::base::GetProperty("vendor.vorsk_vircam_info", "") == "0"; }));
     // The flush on the way back was announced to every pipeline callback.
     EXPECT_EQ(1u, front.fake->Commands().size());
     EXPECT_EQ(CameraStatus::INTERNAL_ERROR,
@@ -155,8 +160,8 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
 
     // The pipeline closes: its callbacks go, and with them the registries'
     // hold on the translator channels.
-    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
-                                    translator->UnregisterCameraTranslatorCallback(kCameraId)));
+    EXPECT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(translator->UnregisterCameraTranslatorCallback(kCameraId)));
     EXPECT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(secondTranslator->UnregisterCameraTranslatorCallback(1)));
     EXPECT_EQ(0u, front.process->linkedRecipients());

@@ -20,7 +20,7 @@ namespace vircam_test {
 namespace {
 
 class CountingRecipient : public hidl_death_recipient {
-  public:
+public:
     void serviceDied(uint64_t cookie, const wp<IBase>& who) override {
         lastCookie = cookie;
         onRuntimeThread = android::hardware::onDeathNotificationThread();

@@ -11,7 +11,7 @@ namespace {
 constexpr const char* kTag = "VirCam_StreamChange";
 
 class ChannelRegistryTest : public ::testing::Test {
-  protected:
+protected:
     CameraStatus Register(const std::string& deviceId, const std::string& serviceId,
                           const android::sp<vircam::IVirCameraChannelCallback>& cb) {
         return channel->registerVirtualChannelCallback(deviceId, serviceId, cb);

@@ -38,7 +38,9 @@ StepScript DiesOnCall() {
     return s;
 }
 
-void PrintTo(const FailureCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const FailureCase& c, std::ostream* os) {
+    *os << c.name;
+}
 
 class SwitchOnFailureTest : public ::testing::TestWithParam<FailureCase> {};
 

@@ -43,7 +43,7 @@ struct StepScript {
 };
 
 class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {
-  public:
+public:
     using CameraStatus = android::hardware::camera::common::V1_0::Status;
     template <typename T>
     using Return = android::hardware::Return<T>;
@@ -81,7 +81,7 @@ class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {
     Return<void> reserved8() override;
     Return<CameraStatus> flush(uint32_t dataSessionId) override;
 
-  private:
+private:
     StepScript ScriptOf(RemoteStep step) const;
     void Record(const std::string& call);
     // Opens a session for an open call and reports its outcome as scripted.

@@ -23,7 +23,7 @@ struct SwitchResult {
 
 class FakeSwitchCallback
     : public vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraSwitchCallback {
-  public:
+public:
     using CameraStatus = android::hardware::camera::common::V1_0::Status;
 
     android::hardware::Return<CameraStatus> notifySwitchOnResult(uint32_t seqNum,
@@ -35,7 +35,7 @@ class FakeSwitchCallback
     // Waits until at least `count` results have arrived; false on time-out.
     bool WaitForResults(size_t count, std::chrono::milliseconds timeout) const;
 
-  private:
+private:
     void Record(const SwitchResult& result);
 
     mutable std::mutex mLock;

@@ -16,7 +16,7 @@ namespace vircam_test {
 
 class FakeTranslatorCallback
     : public vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraTranslatorCallback {
-  public:
+public:
     using CameraStatus = android::hardware::camera::common::V1_0::Status;
     using VirImageResult = vendor::travik::hardware::camera::vircamera::V1_0::VirImageResult;
 
@@ -31,7 +31,7 @@ class FakeTranslatorCallback
     std::vector<std::pair<uint32_t, std::string>> Commands() const;
     bool WaitForFrames(size_t count, std::chrono::milliseconds timeout) const;
 
-  private:
+private:
     mutable std::mutex mLock;
     mutable std::condition_variable mArrived;
     std::vector<uint32_t> mFrames;

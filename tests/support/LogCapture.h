@@ -17,7 +17,7 @@ struct LogLine {
 };
 
 class LogCapture {
-  public:
+public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -31,7 +31,7 @@ class LogCapture {
     bool Has(int priority, const std::string& tag, const std::string& message) const;
     void Clear();
 
-  private:
+private:
     static void Sink(const struct __android_logger_data* data, const char* message);
 
     mutable std::mutex mLock;

@@ -7,7 +7,9 @@ extern "C" {
 // reference that is never released, so that reference counting can never
 // delete a static. Its reference-count block therefore outlives the object
 // at exit, by design.
-const char* __lsan_default_suppressions() { return "leak:CreateVirtualCameraStreamChange\n"; }
+const char* __lsan_default_suppressions() {
+    return "leak:CreateVirtualCameraStreamChange\n";
+}
 
 }  // extern "C"
 
@@ -18,8 +20,14 @@ extern "C" {
 // which the wait began. The notifiers only try_lock the async-info lock while
 // they hold a step's lock, which cannot block, so the cycle that the
 // lock-order detector sees is never waited on.
+//
+// libutils comes uninstrumented from Debian: the atomic decrement through
+// which the last strong reference orders the destruction of a RefBase object
+// after its other users is invisible here, so the destructor it runs looks
+// like a race with them.
 const char* __tsan_default_suppressions() {
-    return "deadlock:WaitForChannelOptReturnLocked\n";
+    return "deadlock:WaitForChannelOptReturnLocked\n"
+           "race:android::RefBase::decStrong\n";
 }
 
 }  // extern "C"

@@ -20,7 +20,7 @@ namespace android {
 namespace hardware {
 
 class RemoteProcess : public virtual RefBase {
-  public:
+public:
     // The process dies: later calls through its proxies fail as dead objects and
     // every recipient still linked is told, once, on the notification thread.
     void kill();
@@ -37,7 +37,7 @@ class RemoteProcess : public virtual RefBase {
     bool unlink(const sp<hidl_death_recipient>& recipient);
     size_t linkedRecipients() const;
 
-  private:
+private:
     struct Link {
         wp<hidl_death_recipient> recipient;
         uint64_t cookie;
@@ -66,7 +66,7 @@ struct is_return<Return<T>> : std::true_type {};
 // Shared part of every generated proxy: transport checks and death links.
 template <typename I>
 class BpHwRemote : public I {
-  public:
+public:
     BpHwRemote(const sp<I>& impl, const sp<RemoteProcess>& process)
         : mImpl(impl), mProcess(process) {}
 
@@ -86,7 +86,7 @@ class BpHwRemote : public I {
         return transact("ping", [&] { return mImpl->ping(); });
     }
 
-  protected:
+protected:
     template <typename Fn>
     auto transact(const char* method, Fn&& fn) -> decltype(fn()) {
         using R = decltype(fn());

@@ -39,7 +39,7 @@ union hidl_pointer {
 }  // namespace details
 
 class hidl_string {
-  public:
+public:
     hidl_string();
     ~hidl_string();
     hidl_string(const hidl_string& other);
@@ -61,7 +61,7 @@ class hidl_string {
 
     operator std::string() const { return std::string(c_str(), mSize); }  // NOLINT
 
-  private:
+private:
     void copyFrom(const char* data, size_t size);
     void moveFrom(hidl_string&& other);
 
@@ -88,7 +88,7 @@ inline bool operator!=(const hidl_string& a, const char* b) {
 
 template <typename T>
 class hidl_vec {
-  public:
+public:
     hidl_vec() : mSize(0), mOwnsBuffer(true) { mBuffer.mPointer = nullptr; }
     hidl_vec(size_t size) : hidl_vec() { resize(size); }  // NOLINT: not explicit, as on a device
     hidl_vec(std::initializer_list<T> list) : hidl_vec(list.begin(), list.end()) {}
@@ -148,7 +148,7 @@ class hidl_vec {
 
     operator std::vector<T>() const { return std::vector<T>(begin(), end()); }  // NOLINT
 
-  private:
+private:
     template <typename It>
     void assignRange(It first, It last) {
         const auto count = static_cast<size_t>(std::distance(first, last));
@@ -197,7 +197,7 @@ bool operator==(const hidl_vec<T>& a, const hidl_vec<T>& b) {
 // Owns its native handle only when made to: a copy clones the handle (the
 // file descriptors are duplicated) and owns the clone.
 class hidl_handle {
-  public:
+public:
     hidl_handle();
     ~hidl_handle();
     hidl_handle(const native_handle_t* handle);  // NOLINT: not owning
@@ -212,7 +212,7 @@ class hidl_handle {
     const native_handle_t* operator->() const { return mHandle.mPointer; }
     operator const native_handle_t*() const { return mHandle.mPointer; }  // NOLINT
 
-  private:
+private:
     void freeHandle();
 
     details::hidl_pointer<const native_handle_t> mHandle;

@@ -12,7 +12,7 @@ namespace android {
 namespace hardware {
 
 class Status final {
-  public:
+public:
     enum Exception : int32_t {
         EX_NONE = 0,
         EX_TRANSACTION_FAILED = -129,
@@ -28,7 +28,7 @@ class Status final {
     status_t transactionError() const { return mErrorCode; }
     std::string description() const;
 
-  private:
+private:
     int32_t mException = EX_NONE;
     status_t mErrorCode = OK;
 };
@@ -40,7 +40,7 @@ namespace details {
 [[noreturn]] void readValueOfFailedReturn(const Status& status);
 
 class return_status {
-  public:
+public:
     return_status() = default;
     explicit return_status(const Status& s) : mStatus(s) {}
     return_status(const return_status&) = delete;
@@ -68,14 +68,14 @@ class return_status {
     }
     std::string description() const { return mStatus.description(); }
 
-  protected:
+protected:
     void assertOk() const {
         if (!isOk()) {
             readValueOfFailedReturn(mStatus);
         }
     }
 
-  private:
+private:
     void assertChecked() const {
         if (!mCheckedStatus && !mStatus.isOk()) {
             returnStatusNotChecked(mStatus);
@@ -90,7 +90,7 @@ class return_status {
 
 template <typename T>
 class Return : public details::return_status {
-  public:
+public:
     Return(T value) : details::return_status(), mVal(std::move(value)) {}   // NOLINT
     Return(const Status& error) : details::return_status(error), mVal{} {}  // NOLINT
     Return(Return&&) noexcept = default;
@@ -102,13 +102,13 @@ class Return : public details::return_status {
         return mVal;
     }
 
-  private:
+private:
     T mVal;
 };
 
 template <>
 class Return<void> : public details::return_status {
-  public:
+public:
     Return() : details::return_status() {}
     Return(const Status& error) : details::return_status(error) {}  // NOLINT
     Return(Return&&) noexcept = default;

@@ -13,10 +13,10 @@ namespace V1_0 {
 
 class BpHwVirCameraChannelCallback final
     : public ::android::hardware::details::BpHwRemote<IVirCameraChannelCallback> {
-  public:
+public:
     using BpHwRemote::BpHwRemote;
 
-  private:
+private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -24,7 +24,7 @@ class BpHwVirCameraChannelCallback final
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-  public:
+public:
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override {
         return transact(__func__, [&] { return mImpl->openControlSession(deviceId, name, cb); });

@@ -13,10 +13,10 @@ namespace V1_0 {
 
 class BpHwVirCameraSwitchCallback final
     : public ::android::hardware::details::BpHwRemote<IVirCameraSwitchCallback> {
-  public:
+public:
     using BpHwRemote::BpHwRemote;
 
-  private:
+private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -24,7 +24,7 @@ class BpHwVirCameraSwitchCallback final
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-  public:
+public:
     Return<CameraStatus> notifySwitchOnResult(uint32_t seqNum, int32_t result) override {
         return transact(__func__, [&] { return mImpl->notifySwitchOnResult(seqNum, result); });
     }

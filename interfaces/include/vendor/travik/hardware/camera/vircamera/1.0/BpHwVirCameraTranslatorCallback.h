@@ -13,10 +13,10 @@ namespace V1_0 {
 
 class BpHwVirCameraTranslatorCallback final
     : public ::android::hardware::details::BpHwRemote<IVirCameraTranslatorCallback> {
-  public:
+public:
     using BpHwRemote::BpHwRemote;
 
-  private:
+private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
     using hidl_string = ::android::hardware::hidl_string;
     template <typename T>
@@ -24,7 +24,7 @@ class BpHwVirCameraTranslatorCallback final
     template <typename T>
     using Return = ::android::hardware::Return<T>;
 
-  public:
+public:
     Return<CameraStatus> ProcessCaptureResult(const VirImageResult& result) override {
         return transact(__func__, [&] { return mImpl->ProcessCaptureResult(result); });
     }

@@ -1,0 +1,145 @@
+// The pipeline's buffers and requests on their way to the remote, the
+// commands of the remote side, and closing the camera.
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "support/LogCapture.h"
+#include "support/SwitchHarness.h"
+
+namespace vircam_test {
+namespace {
+
+constexpr const char* kTag = "VirCam_Translator";
+
+// A native handle over a memfd, as a gralloc buffer would be.
+class Buffer {
+public:
+    Buffer() : mHandle(native_handle_create(1, 0)) {
+        mHandle->data[0] = memfd_create("vircam-test", MFD_CLOEXEC);
+    }
+    ~Buffer() {
+        native_handle_close(mHandle);
+        native_handle_delete(mHandle);
+    }
+    Buffer(const Buffer&) = delete;
+    Buffer& operator=(const Buffer&) = delete;
+    const native_handle_t* get() const { return mHandle; }
+
+private:
+    native_handle_t* mHandle;
+};
+
+vircam::VirImageBuffer Element(int32_t frame, int32_t stream, uint64_t buffer) {
+    vircam::VirImageBuffer element;
+    element.frameNumber = frame;
+    element.streamId = stream;
+    element.bufferId = buffer;
+    return element;
+}
+
+TEST(TranslatorRequestTest, CachedHandlesAreKeptReplacedAndLentToRequests) {
+    LogCapture log;
+    SwitchHarness h;
+    Buffer first;
+    Buffer second;
+    Buffer own;
+    auto* t = h.translator;
+    t->RegisterBuffer(3, 10, first.get());
+    t->RegisterBuffer(3, 10, android::hardware::hidl_handle());
+    EXPECT_EQ(first.get(), t->CachedHandle(3, 10));
+    t->RegisterBuffer(3, 10, second.get());
+    EXPECT_EQ(second.get(), t->CachedHandle(3, 10));
+    EXPECT_TRUE(
+        log.Has(ANDROID_LOG_INFO, kTag, "RegisterBuffer: the buffer saved and update, update it"));
+    t->RegisterBuffer((uint64_t{1} << 32) + 3, 11, android::hardware::hidl_handle());
+    EXPECT_EQ(2u, t->CachedBufferCount());  // stream ids are cut to their low 32 bits
+    EXPECT_EQ(nullptr, t->CachedHandle(3, 11));
+
+    // On the physical camera a request is refused.
+    android::hardware::hidl_vec<vircam::VirImageBuffer> request = {Element(1, 3, 10)};
+    EXPECT_EQ(-1, t->ProcessCaptureRequest(request));
+    EXPECT_TRUE(
+        log.Has(ANDROID_LOG_WARN, kTag, "ProcessCaptureRequest: current not using virtual camera"));
+
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ(-1, t->ProcessCaptureRequest({}));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, kTag,
+                        "ProcessCaptureRequest: image capture hidlRequest is emtpy"));
+
+    request = {Element(2, 3, 10), Element(2, 3, 11), Element(2, 9, 99), Element(2, 3, 10)};
+    request[3].buffer = own.get();
+    ASSERT_EQ(0, t->ProcessCaptureRequest(request));
+    const auto seen = h.remote.fake->CaptureRequests();
+    ASSERT_EQ(4u, seen.size());
+    EXPECT_EQ(second.get(), seen[0].handle);  // lent from the cache, not duplicated
+    EXPECT_EQ(nullptr, seen[1].handle);       // registered without a handle
+    EXPECT_EQ(nullptr, seen[2].handle);       // never registered
+    EXPECT_EQ(99u, seen[2].bufferId);
+    EXPECT_NE(nullptr, seen[3].handle);  // kept its own handle
+    EXPECT_EQ(2u, log.Count(kTag, "find one req with no cached buffer"));
+    EXPECT_EQ(nullptr, request[0].buffer.getNativeHandle());  // the caller's request is untouched
+}
+
+TEST(TranslatorRequestTest, NotifyRecordsThePhysicalCameraOfTheProperty) {
+    LogCapture log;
+    SwitchHarness h;
+    h.channel
+        ->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": [\"5\", \"6\"]}"})")
+        .isOk();
+    h.channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": []}"})").isOk();
+    h.channel->notify(0, R"({"notifyKey": 7, "notifyMsgData": "x"})").isOk();
+    h.channel->notify(0, "not json").isOk();
+    EXPECT_TRUE(
+        log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange", "RecvNotifyCmd cmd:7 is not support"));
+    EXPECT_TRUE(
+        log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange", "notify: StringToJsonValue failed"));
+    EXPECT_EQ("5", h.service->GetPhysicalCameraId());
+
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ("Camera_5", VirCamProperty());
+}
+
+TEST(TranslatorRequestTest, CloseEndsPhysicalWhateverFails) {
+    SwitchHarness h;
+    Buffer buffer;
+    std::shared_ptr<pelcamera::HidlCallbackMgrTranslator> noRegistry;
+
+    // Nothing to close: the channel service refuses, the translator ends physical anyway.
+    h.translator->RegisterBuffer(0, 1, buffer.get());
+    EXPECT_EQ(-1, h.translator->Close(0, noRegistry));
+    EXPECT_EQ(0u, h.translator->CachedBufferCount());
+    EXPECT_EQ(0u, h.translator->GetCachedConfigStreams().size());
+    EXPECT_EQ("0", VirCamProperty());
+
+    h.translator->BackupPhyConfigStreams(PipelineStreams());
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ(0, h.translator->Close(0, noRegistry));
+    EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
+    EXPECT_EQ(pelcamera::PHYSICAL, h.translator->GetCamStatus().camMode);
+    EXPECT_EQ("0", VirCamProperty());
+    EXPECT_FALSE(h.HasSession("devA", "cam1"));
+    EXPECT_FALSE(h.Registered("devA", "cam1"));  // the remote must register again
+    EXPECT_EQ("closeControlSession 10", h.remote.fake->Calls().back());
+}
+
+TEST(TranslatorRequestTest, MetadataAndReconfigurationReachTheRemoteWhileVirtual) {
+    SwitchHarness h;
+    vircam::VirMetaRequest meta;
+    meta.frameNumber = 9;
+    EXPECT_EQ(-1, h.translator->ProcessMetaRequest(meta));
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ(0, h.translator->ProcessMetaRequest(meta));
+    EXPECT_EQ("processMetaRequest 11", h.remote.fake->Calls().back());
+
+    // A reconfiguration the remote fails tears the virtual camera's sessions down.
+    StepScript failing;
+    failing.result = 0;
+    h.remote.fake->Script(RemoteStep::kConfigStream, failing);
+    EXPECT_EQ(0, h.translator->BackupPhyConfigStreams(PipelineStreams()));
+    EXPECT_FALSE(h.HasSession("devA", "cam1"));
+    EXPECT_EQ(-1, h.translator->ProcessMetaRequest(meta));
+}
+
+}  // namespace
+}  // namespace vircam_test
