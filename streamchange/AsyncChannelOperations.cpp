@@ -236,7 +236,7 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
 
 bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
     uint32_t seqNum, const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key,
-    std::shared_ptr<VirCamSession> session) {
+    const std::shared_ptr<VirCamSession>& session) {
     std::unique_lock<std::mutex> lock(mOpenDataSessionMutex);
     if (WaitForChannelOptReturnLocked(lock, mOpenDataSessionCond, kChannelOptTimeoutSeconds,
                                       OPEN_DATA_SESSION) != 0) {

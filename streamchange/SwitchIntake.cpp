@@ -112,7 +112,8 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(std::mutex& queueMutex,
             kStreamChangeLog.I(switchOn ? "%s: NO switch on task now, wait on ..."
                                         : "%s: NO switch off task now, wait on ...",
                                name);
-            queueCond.wait(queue);
+            // One wait per pass on purpose: every empty wake-up is logged again.
+            queueCond.wait(queue);  // NOLINT(bugprone-spuriously-wake-up-functions)
             continue;
         }
         while (!tasks.empty()) {

@@ -169,7 +169,8 @@ private:
                                 std::shared_ptr<VirCamSession>& session);
     bool DealOpenDataSessionResult(uint32_t seqNum,
                                    const sp<vircam::IVirCameraChannelCallback>& callback,
-                                   const ChannelKey& key, std::shared_ptr<VirCamSession> session);
+                                   const ChannelKey& key,
+                                   const std::shared_ptr<VirCamSession>& session);
     bool UndoSwitchStep(const sp<vircam::IVirCameraChannelCallback>& callback,
                         const ChannelKey& key);
 
@@ -206,8 +207,8 @@ private:
     // The pair and data session id of a session, read under its lock.
     struct SessionRoute {
         ChannelKey key;
-        uint32_t controlSessionId;
-        uint32_t dataSessionId;
+        uint32_t controlSessionId = 0;
+        uint32_t dataSessionId = 0;
     };
     SessionRoute RouteOf(const VirCamSession& session);
     template <typename Call>

@@ -87,6 +87,7 @@ private:
     void SetStatus(int32_t camId, int32_t camMode);
     void NotifyFlushToPipeline();
     void FillCachedHandles(VirImageBufferVec& request);
+    VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status);
 
     std::map<std::pair<int32_t, uint64_t>, std::shared_ptr<VirtualImageBuffer>> m_cachedBuffers;
     VirStreamVec m_phyConfigStreams;

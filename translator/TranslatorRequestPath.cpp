@@ -36,16 +36,28 @@ int32_t CVirtualSwitchCameraTranslator::RegisterBuffer(
     return 0;
 }
 
-int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBufferVec& request) {
-    std::lock_guard<std::mutex> lock(g_requestMutex);
+// The channel service while the camera is virtual; null, after logging why,
+// when requests have nowhere to go.
+VirCameraChannelForStreamChange* CVirtualSwitchCameraTranslator::VirtualChannel(
+    const char* caller, VirCameraStatus& status) {
     VirCameraChannelForStreamChange* channel = m_channel;
     if (channel == nullptr) {
-        VIRCAM_LOGE(kTranslatorLog, "%s: the virtual channel is not inited");
-        return -1;
+        kTranslatorLog.E("%s: the virtual channel is not inited", caller);
+        return nullptr;
     }
-    const VirCameraStatus status = GetCamStatus();
+    status = GetCamStatus();
     if (status.camMode != VIRTUAL) {
-        VIRCAM_LOGW(kTranslatorLog, "%s: current not using virtual camera");
+        kTranslatorLog.W("%s: current not using virtual camera", caller);
+        return nullptr;
+    }
+    return channel;
+}
+
+int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBufferVec& request) {
+    std::lock_guard<std::mutex> lock(g_requestMutex);
+    VirCameraStatus status;
+    VirCameraChannelForStreamChange* channel = VirtualChannel(__func__, status);
+    if (channel == nullptr) {
         return -1;
     }
     if (request.size() == 0) {
@@ -86,14 +98,9 @@ void CVirtualSwitchCameraTranslator::FillCachedHandles(VirImageBufferVec& reques
 
 int32_t CVirtualSwitchCameraTranslator::ProcessMetaRequest(const VirMetaRequest& request) {
     std::lock_guard<std::mutex> lock(g_metaMutex);
-    VirCameraChannelForStreamChange* channel = m_channel;
+    VirCameraStatus status;
+    VirCameraChannelForStreamChange* channel = VirtualChannel(__func__, status);
     if (channel == nullptr) {
-        VIRCAM_LOGE(kTranslatorLog, "%s: the virtual channel is not inited");
-        return -1;
-    }
-    const VirCameraStatus status = GetCamStatus();
-    if (status.camMode != VIRTUAL) {
-        VIRCAM_LOGW(kTranslatorLog, "%s: current not using virtual camera");
         return -1;
     }
     if (channel->ProcessMetaRequest(status.camId, request) != 0) {

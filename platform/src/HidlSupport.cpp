@@ -9,7 +9,7 @@ namespace {
 const char kEmpty[] = "";
 }  // namespace
 
-hidl_string::hidl_string() : mSize(0), mOwnsBuffer(false) {
+hidl_string::hidl_string() : mBuffer{}, mSize(0), mOwnsBuffer(false) {
     mBuffer.mPointer = kEmpty;
 }
 
@@ -102,7 +102,7 @@ void hidl_string::moveFrom(hidl_string&& other) {
     other.mOwnsBuffer = false;
 }
 
-hidl_handle::hidl_handle() : mOwnsHandle(false) {
+hidl_handle::hidl_handle() : mHandle{}, mOwnsHandle(false) {
     mHandle.mPointer = nullptr;
 }
 

@@ -10,6 +10,7 @@
 #include "support/FakeRemoteChannel.h"
 #include "support/FakeSwitchCallback.h"
 #include "support/FakeTranslatorCallback.h"
+#include "support/NativeBuffer.h"
 #include "translator/VirCameraChannelForTranslator.h"
 
 namespace vircam_test {
@@ -22,24 +23,6 @@ using CameraStatus = android::hardware::camera::common::V1_0::Status;
 
 constexpr int kFrames = 100;
 constexpr int32_t kCameraId = 0;
-
-// A buffer of the pipeline: a native handle over a memfd.
-class PipelineBuffer {
-public:
-    PipelineBuffer() : mHandle(native_handle_create(1, 0)) {
-        mHandle->data[0] = memfd_create("vircam-e2e", MFD_CLOEXEC);
-    }
-    ~PipelineBuffer() {
-        native_handle_close(mHandle);
-        native_handle_delete(mHandle);
-    }
-    PipelineBuffer(const PipelineBuffer&) = delete;
-    PipelineBuffer& operator=(const PipelineBuffer&) = delete;
-    const native_handle_t* handle() const { return mHandle; }
-
-private:
-    native_handle_t* mHandle;
-};
 
 bool WaitFor(const std::function<bool()>& done) {
     for (int i = 0; i < 5000 && !done(); ++i) {
@@ -78,11 +61,11 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
                   secondTranslator->RegisterCameraTranslatorCallback(1, rear.proxy)));
     ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->BackupPhyConfigStreams(
                                     kCameraId, PreviewStreams(1920))));
-    std::vector<std::unique_ptr<PipelineBuffer>> buffers;
+    std::vector<std::unique_ptr<NativeBuffer>> buffers;
     for (uint64_t id = 0; id < 8; ++id) {
-        buffers.push_back(std::make_unique<PipelineBuffer>());
+        buffers.push_back(std::make_unique<NativeBuffer>());
         ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(translator->RegisterBuffer(
-                                        kCameraId, id % 2, id, buffers.back()->handle())));
+                                        kCameraId, id % 2, id, buffers.back()->get())));
     }
 
     // Device management: switch callback, the remote channel, the physical id.
@@ -127,7 +110,7 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     ASSERT_EQ(static_cast<size_t>(kFrames), seen.size());
     for (int frame = 0; frame < kFrames; ++frame) {
         EXPECT_EQ(frame, seen[frame].frameNumber);
-        EXPECT_EQ(buffers[frame % 8]->handle(), seen[frame].handle) << "frame " << frame;
+        EXPECT_EQ(buffers[frame % 8]->get(), seen[frame].handle) << "frame " << frame;
     }
     ASSERT_TRUE(front.fake->WaitForFrames(kFrames, std::chrono::seconds(10)));
     ASSERT_TRUE(rear.fake->WaitForFrames(kFrames, std::chrono::seconds(10)));

@@ -5,30 +5,13 @@
 #include <unistd.h>
 
 #include "support/LogCapture.h"
+#include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
 
 namespace vircam_test {
 namespace {
 
 constexpr const char* kTag = "VirCam_Translator";
-
-// A native handle over a memfd, as a gralloc buffer would be.
-class Buffer {
-public:
-    Buffer() : mHandle(native_handle_create(1, 0)) {
-        mHandle->data[0] = memfd_create("vircam-test", MFD_CLOEXEC);
-    }
-    ~Buffer() {
-        native_handle_close(mHandle);
-        native_handle_delete(mHandle);
-    }
-    Buffer(const Buffer&) = delete;
-    Buffer& operator=(const Buffer&) = delete;
-    const native_handle_t* get() const { return mHandle; }
-
-private:
-    native_handle_t* mHandle;
-};
 
 vircam::VirImageBuffer Element(int32_t frame, int32_t stream, uint64_t buffer) {
     vircam::VirImageBuffer element;
@@ -41,9 +24,9 @@ vircam::VirImageBuffer Element(int32_t frame, int32_t stream, uint64_t buffer) {
 TEST(TranslatorRequestTest, CachedHandlesAreKeptReplacedAndLentToRequests) {
     LogCapture log;
     SwitchHarness h;
-    Buffer first;
-    Buffer second;
-    Buffer own;
+    NativeBuffer first;
+    NativeBuffer second;
+    NativeBuffer own;
     auto* t = h.translator;
     t->RegisterBuffer(3, 10, first.get());
     t->RegisterBuffer(3, 10, android::hardware::hidl_handle());
@@ -102,7 +85,7 @@ TEST(TranslatorRequestTest, NotifyRecordsThePhysicalCameraOfTheProperty) {
 
 TEST(TranslatorRequestTest, CloseEndsPhysicalWhateverFails) {
     SwitchHarness h;
-    Buffer buffer;
+    NativeBuffer buffer;
     std::shared_ptr<pelcamera::HidlCallbackMgrTranslator> noRegistry;
 
     // Nothing to close: the channel service refuses, the translator ends physical anyway.

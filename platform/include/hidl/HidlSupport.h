@@ -89,7 +89,7 @@ inline bool operator!=(const hidl_string& a, const char* b) {
 template <typename T>
 class hidl_vec {
 public:
-    hidl_vec() : mSize(0), mOwnsBuffer(true) { mBuffer.mPointer = nullptr; }
+    hidl_vec() = default;
     hidl_vec(size_t size) : hidl_vec() { resize(size); }  // NOLINT: not explicit, as on a device
     hidl_vec(std::initializer_list<T> list) : hidl_vec(list.begin(), list.end()) {}
     hidl_vec(const std::vector<T>& v) : hidl_vec(v.begin(), v.end()) {}  // NOLINT
@@ -176,9 +176,9 @@ private:
         mOwnsBuffer = true;
     }
 
-    details::hidl_pointer<T> mBuffer;
-    uint32_t mSize;
-    bool mOwnsBuffer;
+    details::hidl_pointer<T> mBuffer{};
+    uint32_t mSize = 0;
+    bool mOwnsBuffer = true;
 };
 
 template <typename T>

@@ -91,7 +91,7 @@ private:
 template <typename T>
 class Return : public details::return_status {
 public:
-    Return(T value) : details::return_status(), mVal(std::move(value)) {}   // NOLINT
+    Return(T value) : mVal(std::move(value)) {}                             // NOLINT
     Return(const Status& error) : details::return_status(error), mVal{} {}  // NOLINT
     Return(Return&&) noexcept = default;
     Return& operator=(Return&&) noexcept = default;
@@ -109,7 +109,7 @@ private:
 template <>
 class Return<void> : public details::return_status {
 public:
-    Return() : details::return_status() {}
+    Return() = default;
     Return(const Status& error) : details::return_status(error) {}  // NOLINT
     Return(Return&&) noexcept = default;
     Return& operator=(Return&&) noexcept = default;

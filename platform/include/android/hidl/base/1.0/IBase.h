@@ -15,11 +15,12 @@ namespace V1_0 {
 struct IBase : virtual public ::android::RefBase {
     static constexpr const char* descriptor = "android.hidl.base@1.0::IBase";
 
-    virtual ~IBase() = default;
+    ~IBase() override = default;
     virtual bool isRemote() const { return false; }
 
     using interfaceChain_cb =
         std::function<void(const ::android::hardware::hidl_vec<::android::hardware::hidl_string>&)>;
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the generated signature
     virtual ::android::hardware::Return<void> interfaceChain(interfaceChain_cb _hidl_cb) {
         _hidl_cb({descriptor});
         return ::android::hardware::Void();
