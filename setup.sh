@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake g++ ninja-build googletest libgtest-dev libgmock-dev libbenchmark-dev
           libjsoncpp-dev android-libutils-dev android-liblog-dev android-libcutils-dev
-          android-libbase-dev)
+          android-libbase-dev clang libclang-rt-14-dev)
 
 missing=()
 for p in "${packages[@]}"; do
