@@ -241,5 +241,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     Quiesce(peers);
     CheckConsistent(peers);
+    peers.devMgt.fake->ForgetRecords();
+    peers.pipeline.fake->ForgetRecords();
+    for (auto& remote : peers.remotes) {
+        remote->fake->ForgetRecords();
+    }
     return 0;
 }

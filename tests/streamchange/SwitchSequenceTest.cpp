@@ -103,22 +103,30 @@ TEST(SwitchSequenceTest, LateResultsWithinTheTimeOutStillSwitch) {
     SwitchHarness h;
     StepScript late;
     late.mode = AnswerMode::kLate;
-    late.delay = std::chrono::milliseconds(2000);
+    late.delay = std::chrono::milliseconds(1500);
     h.remote.fake->Script(RemoteStep::kConfigStream, late);
     const auto start = std::chrono::steady_clock::now();
     h.SwitchOnAndWait("devA", "cam1");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(2000));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
 }
 
 TEST(SwitchSequenceTest, HalInitAfterTheWaitStartsLetsTheSwitchGoOn) {
+    LogCapture log;
     SwitchHarness h(false);
     h.translator->BackupPhyConfigStreams(PipelineStreams());
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    h.translator->SetTransCallback(h.pipeline.proxy, 0);
-    h.service->SetHalInitStatus();
+    ASSERT_TRUE(WaitUntil([&] { return log.Has(kTag, "[Step0] DoSwitchOnVirtualCamera"); }));
+    // The HAL comes up while the switch waits; a report before the wait began
+    // would be missed, so keep reporting until the switch goes on.
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            h.service->SetHalInitStatus();
+            return h.devMgt.fake->WaitForResults(1, std::chrono::milliseconds(50));
+        },
+        std::chrono::milliseconds(900)));
     ASSERT_TRUE(h.WaitForResults(1));
     EXPECT_EQ(300, h.devMgt.fake->Results()[0].code);
+    EXPECT_TRUE(log.Has(kTag, "SetHalInitStatus: main task waiting on, notify it"));
 }
 
 TEST(SwitchSequenceTest, WithoutStreamsTheSwitchPollsThenSendsAnEmptyConfiguration) {

@@ -84,6 +84,13 @@ void FakeRemoteChannel::JoinAnswers() {
     }
 }
 
+void FakeRemoteChannel::ForgetRecords() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mCalls.clear();
+    mStreams.clear();
+    mRequests.clear();
+}
+
 std::vector<std::string> FakeRemoteChannel::Calls() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mCalls;

@@ -61,6 +61,8 @@ public:
     // order, from a thread of its own.
     void EchoImages();
 
+    // Long runs (the fuzzer) drop what has been recorded so far.
+    void ForgetRecords();
     std::vector<std::string> Calls() const;
     std::vector<vircam::VirStream> LastConfiguredStreams() const;
     std::vector<SeenBuffer> CaptureRequests() const;

@@ -20,6 +20,11 @@ void FakeSwitchCallback::Record(const SwitchResult& result) {
     mArrived.notify_all();
 }
 
+void FakeSwitchCallback::ForgetRecords() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mResults.clear();
+}
+
 std::vector<SwitchResult> FakeSwitchCallback::Results() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mResults;

@@ -32,6 +32,7 @@ public:
                                                                   int32_t result) override;
 
     std::vector<SwitchResult> Results() const;
+    void ForgetRecords();
     // Waits until at least `count` results have arrived; false on time-out.
     bool WaitForResults(size_t count, std::chrono::milliseconds timeout) const;
 

@@ -22,6 +22,12 @@ FakeTranslatorCallback::NotifyCommonCmd(uint32_t cmdId,
     return CameraStatus::OK;
 }
 
+void FakeTranslatorCallback::ForgetRecords() {
+    std::lock_guard<std::mutex> lock(mLock);
+    mFrames.clear();
+    mCommands.clear();
+}
+
 std::vector<uint32_t> FakeTranslatorCallback::Frames() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mFrames;

@@ -28,6 +28,7 @@ public:
 
     // Frame numbers of the images received, in order.
     std::vector<uint32_t> Frames() const;
+    void ForgetRecords();
     std::vector<std::pair<uint32_t, std::string>> Commands() const;
     bool WaitForFrames(size_t count, std::chrono::milliseconds timeout) const;
 
