@@ -2,6 +2,7 @@
 // channel service, with the real translator.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "support/LogCapture.h"
@@ -116,15 +117,20 @@ TEST(SwitchSequenceTest, HalInitAfterTheWaitStartsLetsTheSwitchGoOn) {
     h.translator->BackupPhyConfigStreams(PipelineStreams());
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);
     ASSERT_TRUE(WaitUntil([&] { return log.Has(kTag, "[Step0] DoSwitchOnVirtualCamera"); }));
-    // The HAL comes up while the switch waits; a report before the wait began
-    // would be missed, so keep reporting until the switch goes on.
-    EXPECT_TRUE(WaitUntil(
-        [&] {
+    // The HAL comes up while the switch waits. A report that lands before the
+    // wait has begun is not seen by it, so keep reporting, from a thread of
+    // its own, until the switch has gone on.
+    std::atomic<bool> done{false};
+    std::thread hal([&] {
+        while (!done) {
             h.service->SetHalInitStatus();
-            return h.devMgt.fake->WaitForResults(1, std::chrono::milliseconds(50));
-        },
-        std::chrono::milliseconds(900)));
-    ASSERT_TRUE(h.WaitForResults(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    const bool switched = h.WaitForResults(1);
+    done = true;
+    hal.join();
+    ASSERT_TRUE(switched);
     EXPECT_EQ(300, h.devMgt.fake->Results()[0].code);
     EXPECT_TRUE(log.Has(kTag, "SetHalInitStatus: main task waiting on, notify it"));
 }
