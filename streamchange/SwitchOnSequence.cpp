@@ -152,12 +152,15 @@ bool VirCameraChannelForStreamChange::ConfigStream(uint32_t seqNum, const Channe
     return DealConfigStreamResult(result, callback, seqNum, key, session);
 }
 
-// The pipeline may not have configured its streams yet; after about 1.5 s the
+// The backup is copied under its lock rather than read through the
+// reference GetCachedConfigStreams() hands out: Close() empties it under that
+// lock, and a read without it could meet freed memory. The pipeline may not
+// have configured its streams yet; after about 1.5 s the
 // switch goes on with an empty configuration.
 hidl_vec<vircam::VirStream> VirCameraChannelForStreamChange::WaitForCachedConfigStreams() {
-    hidl_vec<vircam::VirStream> streams = mCamTrans->GetCachedConfigStreams();
+    hidl_vec<vircam::VirStream> streams = mCamTrans->CopyCachedConfigStreams();
     for (int32_t attempt = 1; streams.size() == 0 && attempt <= kStreamPollAttempts; ++attempt) {
-        streams = mCamTrans->GetCachedConfigStreams();
+        streams = mCamTrans->CopyCachedConfigStreams();
         kStreamChangeLog.W("%s: wait for configstream %d times", "ConfigStream", attempt);
         usleep(kStreamPollIntervalUs);
     }

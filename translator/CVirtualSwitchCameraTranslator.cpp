@@ -98,6 +98,12 @@ CVirtualSwitchCameraTranslator::GetCachedConfigStreams() {
     return m_phyConfigStreams;
 }
 
+CVirtualSwitchCameraTranslator::VirStreamVec
+CVirtualSwitchCameraTranslator::CopyCachedConfigStreams() {
+    std::lock_guard<std::mutex> lock(g_configStreamMutex);
+    return m_phyConfigStreams;
+}
+
 int32_t CVirtualSwitchCameraTranslator::UpdateConfigureStreams() {
     VirCameraChannelForStreamChange* channel = m_channel;
     if (channel == nullptr) {
@@ -118,7 +124,7 @@ int32_t CVirtualSwitchCameraTranslator::UpdateConfigureStreams() {
     return 0;
 }
 
-bool CVirtualSwitchCameraTranslator::IsVirtualStatus() {
+bool CVirtualSwitchCameraTranslator::IsVirtualStatus() const {
     return GetCamStatus().camMode == VIRTUAL;
 }
 
@@ -127,7 +133,7 @@ bool CVirtualSwitchCameraTranslator::IsFlushing() {
     return m_isFlushing;
 }
 
-VirCameraStatus CVirtualSwitchCameraTranslator::GetCamStatus() {
+VirCameraStatus CVirtualSwitchCameraTranslator::GetCamStatus() const {
     std::lock_guard<std::mutex> lock(m_statusMutex);
     return *m_camStatus;
 }

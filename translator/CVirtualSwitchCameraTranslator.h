@@ -56,10 +56,13 @@ public:
     // The physical camera's stream configuration.
     int32_t BackupPhyConfigStreams(const VirStreamVec& streams);
     const VirStreamVec& GetCachedConfigStreams();
+    // A copy taken under the lock: the switch-on worker reads the backup
+    // while the pipeline may close or reconfigure.
+    VirStreamVec CopyCachedConfigStreams();
     int32_t UpdateConfigureStreams();
 
     // Camera status and switching.
-    bool IsVirtualStatus();
+    bool IsVirtualStatus() const;
     bool IsFlushing();
     void RecordCameraMode(int32_t camId, SwitchType type);
     int32_t TriggerSwitchCamera(uint32_t virCamId, int32_t unused);
@@ -78,14 +81,15 @@ public:
     int32_t Close(int32_t cameraId, std::shared_ptr<HidlCallbackMgrTranslator>& callbackMgr);
 
     // State reads for diagnostics and tests.
-    VirCameraStatus GetCamStatus();
-    size_t CachedBufferCount();
-    const native_handle_t* CachedHandle(int32_t streamId, uint64_t bufferId);
+    VirCameraStatus GetCamStatus() const;
+    size_t CachedBufferCount() const;
+    const native_handle_t* CachedHandle(int32_t streamId, uint64_t bufferId) const;
 
 private:
     bool ValidSwitchCameraParam(uint32_t virCamId);
     void SetStatus(int32_t camId, int32_t camMode);
     void NotifyFlushToPipeline();
+    static VirImageBufferVec BorrowingCopy(const VirImageBufferVec& request);
     void FillCachedHandles(VirImageBufferVec& request);
     VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status);
 
@@ -95,7 +99,7 @@ private:
     // The status, the channel link and the flush record are shared between
     // the pipeline's threads and the switch workers; a leaf lock and atomics
     // keep them whole without adding to the lock order.
-    std::mutex m_statusMutex;
+    mutable std::mutex m_statusMutex;
     std::atomic<VirCameraChannelForStreamChange*> m_channel{nullptr};
     bool m_isFlushing = false;
     std::atomic<bool> flushEventStatus{false};

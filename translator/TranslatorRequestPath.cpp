@@ -64,7 +64,7 @@ int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBuff
         VIRCAM_LOGE(kTranslatorLog, "%s: image capture hidlRequest is emtpy");
         return -1;
     }
-    VirImageBufferVec copy = request;
+    VirImageBufferVec copy = BorrowingCopy(request);
     FillCachedHandles(copy);
     flushEventStatus = false;
     if (channel->ProcessCaptureRequest(status.camId, copy) != 0) {
@@ -73,6 +73,20 @@ int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBuff
         return -1;
     }
     return 0;
+}
+
+// Copying a hidl_handle duplicates its file descriptors; the copy sent on
+// borrows every handle instead, so a frame never opens or closes one.
+CVirtualSwitchCameraTranslator::VirImageBufferVec CVirtualSwitchCameraTranslator::BorrowingCopy(
+    const VirImageBufferVec& request) {
+    VirImageBufferVec copy(request.size());
+    for (size_t i = 0; i < request.size(); ++i) {
+        copy[i].frameNumber = request[i].frameNumber;
+        copy[i].streamId = request[i].streamId;
+        copy[i].bufferId = request[i].bufferId;
+        copy[i].buffer = request[i].buffer.getNativeHandle();
+    }
+    return copy;
 }
 
 // Elements that already carry a handle, or whose buffer was never registered,
@@ -165,13 +179,13 @@ int32_t CVirtualSwitchCameraTranslator::Close(
     return result;
 }
 
-size_t CVirtualSwitchCameraTranslator::CachedBufferCount() {
+size_t CVirtualSwitchCameraTranslator::CachedBufferCount() const {
     std::lock_guard<std::mutex> lock(g_bufferMutex);
     return m_cachedBuffers.size();
 }
 
 const native_handle_t* CVirtualSwitchCameraTranslator::CachedHandle(int32_t streamId,
-                                                                    uint64_t bufferId) {
+                                                                    uint64_t bufferId) const {
     std::lock_guard<std::mutex> lock(g_bufferMutex);
     auto it = m_cachedBuffers.find(std::make_pair(streamId, bufferId));
     return it == m_cachedBuffers.end() ? nullptr : it->second->handle;

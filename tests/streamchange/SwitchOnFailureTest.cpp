@@ -2,6 +2,8 @@
 // where the camera ends (physical, property "0").
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
 
@@ -52,7 +54,13 @@ TEST_P(SwitchOnFailureTest, ReportsItsCodeAndRollsBack) {
     const auto reply = h.SwitchOn("devA", "cam1");
     ASSERT_EQ(CameraStatus::OK, reply.status);
     ASSERT_TRUE(h.WaitForResults(1));
-    EXPECT_EQ((SwitchResult{true, reply.seqNum, c.code}), h.devMgt.fake->Results()[0]);
+    // A peer that dies also sets off a switch-off, whose result may come first.
+    if (c.script.dieOnCall) {
+        ASSERT_TRUE(h.WaitForResults(2));
+    }
+    const auto results = h.devMgt.fake->Results();
+    EXPECT_NE(results.end(),
+              std::find(results.begin(), results.end(), SwitchResult{true, reply.seqNum, c.code}));
     ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
     EXPECT_TRUE(WaitUntil([&] { return VirCamProperty() == "0"; }));
     EXPECT_FALSE(h.HasSession("devA", "cam1"));
@@ -66,8 +74,8 @@ TEST_P(SwitchOnFailureTest, ReportsItsCodeAndRollsBack) {
         // The death queues a switch-off, refused on the physical camera and so
         // reported as 300; the device-management callback is then forgotten.
         android::hardware::waitForDeathNotifications();
-        ASSERT_TRUE(h.WaitForResults(2));
-        EXPECT_EQ((SwitchResult{false, reply.seqNum + 1, 300}), h.devMgt.fake->Results()[1]);
+        EXPECT_NE(results.end(), std::find(results.begin(), results.end(),
+                                           SwitchResult{false, reply.seqNum + 1, 300}));
         EXPECT_FALSE(h.service->HasSwitchCallback());
         EXPECT_FALSE(h.Registered("devA", "cam1"));
         return;

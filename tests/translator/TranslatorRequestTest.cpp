@@ -59,7 +59,7 @@ TEST(TranslatorRequestTest, CachedHandlesAreKeptReplacedAndLentToRequests) {
     EXPECT_EQ(nullptr, seen[1].handle);       // registered without a handle
     EXPECT_EQ(nullptr, seen[2].handle);       // never registered
     EXPECT_EQ(99u, seen[2].bufferId);
-    EXPECT_NE(nullptr, seen[3].handle);  // kept its own handle
+    EXPECT_EQ(own.get(), seen[3].handle);  // kept its own handle, borrowed too
     EXPECT_EQ(2u, log.Count(kTag, "find one req with no cached buffer"));
     EXPECT_EQ(nullptr, request[0].buffer.getNativeHandle());  // the caller's request is untouched
 }
