@@ -276,8 +276,8 @@ BENCHMARK(BM_SwitchCycle)->Iterations(250)->Unit(benchmark::kMicrosecond);
 }  // namespace vircam_bench
 
 int main(int argc, char** argv) {
-    // The library logs every capture request element at info; on a device
-    // logd filters by level, here the benchmark keeps stderr for warnings.
+    // The library logs every capture request element at info; writing each
+    // line to the host's stderr would measure the terminal, not the library.
     __android_log_set_minimum_priority(ANDROID_LOG_WARN);
     benchmark::Initialize(&argc, argv);
     vircam_bench::RatioReporter reporter;
