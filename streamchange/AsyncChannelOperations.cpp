@@ -192,18 +192,52 @@ void VirCameraChannelForStreamChange::RecordResult(const ResultNotice& notice, u
     FlagReturned(notice.name, notice.step, cond);
 }
 
+// What a step waits for and how it reports a missing or failed result.
+struct StepWait {
+    SwitchStep step;
+    bool VirCamSession::*flag;
+    const char* timedOut;
+    const char* failedAtLast;
+};
+
+namespace {
+
+constexpr StepWait kOpenCtrlWait = {
+    OPEN_CONTROL_SESSION, &VirCamSession::openCtrlSessionOk,
+    "%s: wait for open control channel timeout, return: %d",
+    "%s: send open control session request, but return failed at last"};
+constexpr StepWait kConfigStreamWait = {
+    CONFIG_STREAM, &VirCamSession::configStreamOk, "%s: wait for config stream timeout, return: %d",
+    "%s: send config stream request, but return failed at last"};
+constexpr StepWait kOpenDataWait = {
+    OPEN_DATA_SESSION, &VirCamSession::openDataSessionOk,
+    "%s: wait for open data channel timeout, return: %d",
+    "%s: send open data session request, but return failed at last"};
+
+}  // namespace
+
+// True when the step's result came and the session records success; the
+// caller keeps the step's lock for whatever undo follows.
+bool VirCameraChannelForStreamChange::AwaitStepResult(
+    const char* caller, std::unique_lock<std::mutex>& lock, std::condition_variable& cond,
+    const StepWait& wait, const std::shared_ptr<VirCamSession>& session) {
+    if (WaitForChannelOptReturnLocked(lock, cond, kChannelOptTimeoutSeconds, wait.step) != 0) {
+        kStreamChangeLog.E(wait.timedOut, caller, -1);
+        return false;
+    }
+    if (SessionFlag(session, wait.flag)) {
+        return true;
+    }
+    kStreamChangeLog.E(wait.failedAtLast, caller);
+    return false;
+}
+
 bool VirCameraChannelForStreamChange::AfterOpenCtrSession(
     uint32_t seqNum, const ChannelKey& key, const sp<vircam::IVirCameraChannelCallback>& callback,
     std::shared_ptr<VirCamSession>& session) {
     std::unique_lock<std::mutex> lock(mOpenCtrlSessionMutex);
-    if (WaitForChannelOptReturnLocked(lock, mOpenCtrlSessionCond, kChannelOptTimeoutSeconds,
-                                      OPEN_CONTROL_SESSION) != 0) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for open control channel timeout, return: %d", -1);
-    } else if (SessionFlag(session, &VirCamSession::openCtrlSessionOk)) {
+    if (AwaitStepResult(__func__, lock, mOpenCtrlSessionCond, kOpenCtrlWait, session)) {
         return true;
-    } else {
-        VIRCAM_LOGE(kStreamChangeLog,
-                    "%s: send open control session request, but return failed at last");
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONTROL);
     return UndoSwitchStep(callback, key);
@@ -222,13 +256,8 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
         return UndoSwitchStep(callback, key);
     }
     std::unique_lock<std::mutex> lock(mConfigStreamMutex);
-    if (WaitForChannelOptReturnLocked(lock, mConfigStreamCond, kChannelOptTimeoutSeconds,
-                                      CONFIG_STREAM) != 0) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for config stream timeout, return: %d", -1);
-    } else if (SessionFlag(session, &VirCamSession::configStreamOk)) {
+    if (AwaitStepResult(__func__, lock, mConfigStreamCond, kConfigStreamWait, session)) {
         return true;
-    } else {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: send config stream request, but return failed at last");
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
     return UndoSwitchStep(callback, key);
@@ -238,17 +267,18 @@ bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
     uint32_t seqNum, const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key,
     const std::shared_ptr<VirCamSession>& session) {
     std::unique_lock<std::mutex> lock(mOpenDataSessionMutex);
-    if (WaitForChannelOptReturnLocked(lock, mOpenDataSessionCond, kChannelOptTimeoutSeconds,
-                                      OPEN_DATA_SESSION) != 0) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for open data channel timeout, return: %d", -1);
-    } else if (SessionFlag(session, &VirCamSession::openDataSessionOk)) {
+    if (AwaitStepResult(__func__, lock, mOpenDataSessionCond, kOpenDataWait, session)) {
         return true;
-    } else {
-        VIRCAM_LOGE(kStreamChangeLog,
-                    "%s: send open data session request, but return failed at last");
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_DATA);
     return UndoSwitchStep(callback, key);
+}
+
+// A stream reconfiguration of a running virtual camera waits as Step2 does.
+bool VirCameraChannelForStreamChange::AwaitReconfiguration(
+    const std::shared_ptr<VirCamSession>& session) {
+    std::unique_lock<std::mutex> lock(mConfigStreamMutex);
+    return AwaitStepResult("ConfigureStreams", lock, mConfigStreamCond, kConfigStreamWait, session);
 }
 
 // Every failed step releases what the remote opened and forgets the session;

@@ -154,16 +154,8 @@ int32_t VirCameraChannelForStreamChange::ConfigureStreams(
             return -1;
         }
     }
-    std::unique_lock<std::mutex> lock(mConfigStreamMutex);
-    const int32_t waited = WaitForChannelOptReturnLocked(lock, mConfigStreamCond,
-                                                         kChannelOptTimeoutSeconds, CONFIG_STREAM);
-    lock.unlock();
-    if (waited != 0) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: wait for config stream timeout, return: %d", -1);
-    } else if (SessionFlag(session, &VirCamSession::configStreamOk)) {
+    if (AwaitReconfiguration(session)) {
         return 0;
-    } else {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: send config stream request, but return failed at last");
     }
     ClearChannelResource(route.key.first, route.key.second);
     EraseSession(route.key);

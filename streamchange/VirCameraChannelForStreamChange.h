@@ -23,6 +23,7 @@ namespace pelcamera {
 class CVirtualSwitchCameraTranslator;
 struct ResultNotice;
 struct OpenSessionStep;
+struct StepWait;
 
 namespace vircam = ::vendor::travik::hardware::camera::vircamera::V1_0;
 using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
@@ -171,6 +172,10 @@ private:
                                    const sp<vircam::IVirCameraChannelCallback>& callback,
                                    const ChannelKey& key,
                                    const std::shared_ptr<VirCamSession>& session);
+    bool AwaitStepResult(const char* caller, std::unique_lock<std::mutex>& lock,
+                         std::condition_variable& cond, const StepWait& wait,
+                         const std::shared_ptr<VirCamSession>& session);
+    bool AwaitReconfiguration(const std::shared_ptr<VirCamSession>& session);
     bool UndoSwitchStep(const sp<vircam::IVirCameraChannelCallback>& callback,
                         const ChannelKey& key);
 
