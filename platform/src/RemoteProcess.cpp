@@ -146,6 +146,21 @@ size_t RemoteProcess::linkedRecipients() const {
     return mLinks.size();
 }
 
+size_t RemoteProcess::liveRecipients() const {
+    std::vector<Link> links;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        links = mLinks;
+    }
+    // Promoted outside the lock: a recipient whose last reference goes here
+    // may unlink itself on the way out.
+    size_t live = 0;
+    for (const auto& link : links) {
+        live += link.recipient.promote() != nullptr ? 1 : 0;
+    }
+    return live;
+}
+
 void waitForDeathNotifications() {
     DeathNotifier::instance().drain();
 }

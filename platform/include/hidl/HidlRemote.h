@@ -36,6 +36,9 @@ public:
               const wp<hidl::base::V1_0::IBase>& who);
     bool unlink(const sp<hidl_death_recipient>& recipient);
     size_t linkedRecipients() const;
+    // Linked recipients that still exist: a recipient dropped without an
+    // unlink leaves only a weak entry behind, which holds nothing.
+    size_t liveRecipients() const;
 
 private:
     struct Link {

@@ -1,0 +1,96 @@
+// A scenario: the peers around the library, what device management commands,
+// and what must hold at the end. Built in (the default handover, the fault
+// tour's cells) or read from a JSON file (format in README.md and --help).
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vircam_sim {
+
+// Where in a switch's life a fault strikes.
+enum class Stage { kNone, kControlSession, kConfigStream, kDataSession, kSwitch, kStreaming, kSwitchOff };
+enum class FaultKind { kNone, kTimeout, kFailure, kDeath };
+
+struct Fault {
+    Stage stage = Stage::kNone;
+    FaultKind kind = FaultKind::kNone;
+    // While streaming: the capture request of the remote's that triggers it.
+    int afterRequests = 10;
+};
+
+struct StreamConfig {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    int32_t format = 0;
+};
+
+struct PipelineConfig {
+    int32_t cameraId = 0;
+    double fps = 30.0;
+    int buffersPerStream = 8;
+    size_t bufferBytes = 16 * 1024;
+    std::vector<StreamConfig> streams;
+    // The camera HAL registers its translator callback this long after
+    // opening; a switch-on waits 1 s for it.
+    int halReadyAfterMs = 0;
+};
+
+struct RemoteConfig {
+    std::string name;       // the label on the timeline: "A"
+    std::string deviceId;   // as device management knows the device
+    std::string serviceId;  // switched as is, registered as "W_" + serviceId
+    int resultLatencyMs = 0;
+    int imageLatencyMs = 0;
+    Fault fault;
+};
+
+enum class Action { kSwitchOn, kSwitchOff, kStream, kWait, kKill, kAwaitResult };
+
+struct Step {
+    Action action = Action::kWait;
+    std::string remote;  // switchOn, switchOff, kill
+    double seconds = 0;  // stream, wait
+    // The switch result the step must see; kAwaitResult waits for a result
+    // nobody commanded (the switch-off a remote's death starts).
+    std::optional<int32_t> expectCode;
+    bool expectNoResult = false;
+    bool expectRefused = false;
+};
+
+struct Expectations {
+    int64_t framesLost = 0;
+    int64_t framesCorrupted = 0;
+    std::string mode = "physical";
+    std::string property = "0";
+};
+
+struct Scenario {
+    std::string name;
+    std::string description;
+    PipelineConfig pipeline;
+    std::vector<RemoteConfig> remotes;
+    std::vector<Step> steps;
+    Expectations expect;
+
+    const RemoteConfig* FindRemote(const std::string& name) const;
+};
+
+const char* StageName(Stage stage);
+const char* FaultName(FaultKind kind);
+std::optional<Stage> StageFromName(const std::string& name);
+std::optional<FaultKind> FaultFromName(const std::string& name);
+const char* FormatName(int32_t format);
+
+// The built-in peers: a pipeline with three streams, remotes "A" and "B".
+PipelineConfig DefaultPipeline();
+RemoteConfig DefaultRemote(const std::string& name);
+// Physical, on to A, stream, on to B refused, off, on to B, stream, off.
+Scenario DefaultScenario();
+
+// Reads a scenario; false with a message naming the place on a bad file.
+bool ParseScenario(const std::string& text, Scenario& scenario, std::string& error);
+
+}  // namespace vircam_sim

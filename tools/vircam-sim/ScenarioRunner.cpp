@@ -1,0 +1,299 @@
+#include "ScenarioRunner.h"
+
+#include <android-base/properties.h>
+#include <dirent.h>
+
+#include <thread>
+
+#include "Names.h"
+#include "SimClock.h"
+#include "streamchange/VirCameraChannelForStreamChange.h"
+
+namespace vircam_sim {
+
+namespace {
+
+constexpr const char* kProperty = "vendor.vorsk_vircam_info";
+// Longest a switch-on can take: HAL init 1 s, three 3 s steps, 1.5 s of
+// stream polls, with room for a loaded machine.
+constexpr std::chrono::milliseconds kResultTimeout{20000};
+// A result that is not coming: longer than any single step's wait.
+constexpr std::chrono::milliseconds kNoResultWait{4000};
+constexpr std::chrono::milliseconds kSettleTimeout{3000};
+// After the mode reads right, the service's own bookkeeping still runs.
+constexpr std::chrono::milliseconds kSettle{100};
+constexpr std::chrono::milliseconds kDrainTimeout{3000};
+
+int OpenFds() {
+    int count = 0;
+    if (DIR* dir = opendir("/proc/self/fd")) {
+        while (readdir(dir) != nullptr) {
+            ++count;
+        }
+        closedir(dir);
+    }
+    return count;
+}
+
+std::string Property() {
+    return android::base::GetProperty(kProperty, "");
+}
+
+bool PollUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    const auto end = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+}  // namespace
+
+ScenarioRunner::ScenarioRunner(const Scenario& scenario, Recorder& recorder)
+    : mScenario(scenario), mRecorder(recorder) {}
+
+ScenarioRunner::~ScenarioRunner() {
+    for (auto& [name, remote] : mRemotes) {
+        remote.device->Shutdown();
+    }
+    if (mDevMgt != nullptr) {
+        mDevMgt->Shutdown();
+    }
+}
+
+void ScenarioRunner::Expect(bool holds, const std::string& failure) {
+    if (!holds) {
+        mReport.failures.push_back(failure);
+        Say("EXPECTATION FAILED: " + failure);
+    }
+}
+
+bool ScenarioRunner::SetUp() {
+    mFdsAtStart = OpenFds();
+    mReport.scenario = mScenario.name;
+    Say(Printf("scenario \"%s\": %s", mScenario.name.c_str(), mScenario.description.c_str()));
+    mService = CreateVirtualCameraStreamChange();
+    mPipeline = std::make_unique<SimPipeline>(mScenario.pipeline, mRecorder);
+    if (!mPipeline->Open()) {
+        Expect(false, "the pipeline could not open its camera");
+        return false;
+    }
+    mDevMgt = new SimDevMgt(mService, mRecorder);
+    mDevMgt->Start("0");
+    uint32_t firstSessionId = 10;
+    for (const auto& config : mScenario.remotes) {
+        Remote remote;
+        remote.device = new SimRemote(config, mService, mRecorder, firstSessionId);
+        firstSessionId += 10;
+        remote.device->Register();
+        remote.registered = true;
+        mRemotes.emplace(config.name, remote);
+    }
+    mPipeline->StartStreaming();
+    return true;
+}
+
+RunReport ScenarioRunner::Run() {
+    const int64_t start = NowUs();
+    if (SetUp()) {
+        for (size_t i = 0; i < mScenario.steps.size(); ++i) {
+            RunStep(i, mScenario.steps[i]);
+        }
+        Finish();
+        TearDown();
+    }
+    mReport.durationUs = NowUs() - start;
+    mRecorder.trace().EndAll(NowUs());
+    mRecorder.Progress("");
+    return mReport;
+}
+
+void ScenarioRunner::RunStep(size_t index, const Step& step) {
+    const std::string where = Printf("step %zu", index + 1);
+    mRecorder.Progress(Printf("%s of %zu", where.c_str(), mScenario.steps.size()));
+    switch (step.action) {
+        case Action::kSwitchOn:
+            SwitchOn(where, step);
+            break;
+        case Action::kSwitchOff:
+            SwitchOff(where, step);
+            break;
+        case Action::kStream:
+        case Action::kWait:
+            Stream(step.seconds);
+            break;
+        case Action::kKill:
+            mRemotes.at(step.remote).device->Kill("on the scenario's cue");
+            mRemotes.at(step.remote).registered = false;
+            break;
+        case Action::kAwaitResult:
+            AwaitUnasked(where, step);
+            break;
+    }
+}
+
+void ScenarioRunner::Stream(double seconds) {
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+}
+
+bool ScenarioRunner::WaitForVirtual() {
+    const bool settled = PollUntil([this] { return mPipeline->Virtual(); }, kSettleTimeout);
+    std::this_thread::sleep_for(kSettle);
+    return settled;
+}
+
+bool ScenarioRunner::WaitForPhysical() {
+    const bool settled =
+        PollUntil([this] { return !mPipeline->Virtual() && Property() == "0"; }, kSettleTimeout);
+    std::this_thread::sleep_for(kSettle);
+    return settled;
+}
+
+void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
+    Remote& remote = mRemotes.at(step.remote);
+    // The library forgets a remote's channel at switch-off: it offers it again.
+    if (!remote.registered && !remote.device->Dead()) {
+        remote.device->Register();
+        remote.registered = true;
+    }
+    const SwitchCommand command = mDevMgt->SwitchOn(remote.device->config());
+    const bool refused = command.status != android::hardware::camera::common::V1_0::Status::OK;
+    const auto result = mDevMgt->WaitForResult(
+        command.seqNum, step.expectNoResult ? kNoResultWait : kResultTimeout);
+    mReport.commands.push_back(command);
+    CheckResult(where, step, command, result, refused);
+    if (result && result->code == 300) {
+        Expect(WaitForVirtual(), where + ": the camera did not turn virtual after 300");
+        mActive = step.remote;
+        mReport.switchOnMs.push_back(static_cast<double>(result->atUs - command.atUs) / 1000.0);
+    } else if (!refused) {
+        Expect(WaitForPhysical(), where + ": the camera did not settle physical after the failure");
+    }
+}
+
+void ScenarioRunner::SwitchOff(const std::string& where, const Step& step) {
+    Remote& remote = mRemotes.at(step.remote);
+    const SwitchCommand command = mDevMgt->SwitchOff(remote.device->config());
+    const auto result = mDevMgt->WaitForResult(
+        command.seqNum, step.expectNoResult ? kNoResultWait : kResultTimeout);
+    mReport.commands.push_back(command);
+    // A refused switch-off is reported as 300 too: only the camera staying
+    // virtual tells it apart.
+    const bool backOnPhysical = WaitForPhysical();
+    const bool refused = result && result->code == 300 && !backOnPhysical;
+    if (refused) {
+        Say(Printf("the switch-off seq %u was refused: 300 reported, the camera stays virtual",
+                   command.seqNum));
+    }
+    CheckResult(where, step, command, result, refused);
+    if (result && result->code == 300 && backOnPhysical) {
+        remote.registered = false;
+        mActive.clear();
+        mReport.switchOffMs.push_back(static_cast<double>(result->atUs - command.atUs) / 1000.0);
+    }
+}
+
+void ScenarioRunner::AwaitUnasked(const std::string& where, const Step& step) {
+    const auto result = mDevMgt->WaitForUnasked(false, kResultTimeout);
+    Expect(result.has_value(), where + ": no switch-off result came");
+    if (!result) {
+        return;
+    }
+    Say(Printf("seq %u was nobody's command: the library switched off on its own",
+               result->seqNum));
+    if (step.expectCode) {
+        Expect(result->code == *step.expectCode,
+               Printf("%s: switch-off result %d, expected %d", where.c_str(), result->code,
+                      *step.expectCode));
+    }
+    if (result->code == 300) {
+        Expect(WaitForPhysical(), where + ": the camera did not return to physical");
+        mActive.clear();
+    }
+}
+
+void ScenarioRunner::CheckResult(const std::string& where, const Step& step,
+                                 const SwitchCommand& command,
+                                 const std::optional<SwitchResult>& result, bool refused) {
+    const char* verb = command.on ? "switch-on" : "switch-off";
+    if (step.expectNoResult) {
+        Expect(!result, Printf("%s: %s seq %u got result %d, expected none", where.c_str(), verb,
+                               command.seqNum, result ? result->code : 0));
+        if (!result) {
+            Say(Printf("no result for seq %u, as expected", command.seqNum));
+        }
+        return;
+    }
+    Expect(result.has_value(),
+           Printf("%s: no result for %s seq %u", where.c_str(), verb, command.seqNum));
+    if (result && step.expectCode) {
+        Expect(result->code == *step.expectCode,
+               Printf("%s: %s result %d, expected %d", where.c_str(), verb, result->code,
+                      *step.expectCode));
+    }
+    Expect(refused == step.expectRefused,
+           Printf("%s: %s was %s, expected %s", where.c_str(), verb,
+                  refused ? "refused" : "accepted", step.expectRefused ? "refused" : "accepted"));
+}
+
+void ScenarioRunner::Finish() {
+    // Deaths and their switch-offs still under way get their moment.
+    std::this_thread::sleep_for(kSettle);
+    android::hardware::waitForDeathNotifications();
+    mReport.mode = mPipeline->Virtual() ? "virtual" : "physical";
+    mReport.property = Property();
+    mPipeline->StopStreaming();
+    mPipeline->Drain(kDrainTimeout);
+    mReport.frames = mPipeline->Stats();
+    mReport.requestRate = mPipeline->RequestRate();
+    mReport.results = mDevMgt->Results();
+    Say(Printf("end of steps: camera %s, property \"%s\"", mReport.mode.c_str(),
+               mReport.property.c_str()));
+
+    const Expectations& expect = mScenario.expect;
+    Expect(mReport.mode == expect.mode,
+           "final mode " + mReport.mode + ", expected " + expect.mode);
+    Expect(mReport.property == expect.property,
+           "property \"" + mReport.property + "\", expected \"" + expect.property + "\"");
+    Expect((mReport.mode == "virtual") == (mReport.property != "0"),
+           "mode " + mReport.mode + " and property \"" + mReport.property + "\" disagree");
+    Expect(mReport.frames.lost <= expect.framesLost,
+           Printf("%lld frames lost", static_cast<long long>(mReport.frames.lost)));
+    Expect(mReport.frames.corrupted <= expect.framesCorrupted,
+           Printf("%lld frames corrupted", static_cast<long long>(mReport.frames.corrupted)));
+    Expect(mReport.frames.stray == 0,
+           Printf("%lld images for no outstanding buffer",
+                  static_cast<long long>(mReport.frames.stray)));
+}
+
+// The camera closes as an app would close it; then nothing may be left open:
+// no session at a remote, no death link on a peer, no file descriptor.
+void ScenarioRunner::TearDown() {
+    if (!mActive.empty()) {
+        Say("closing: the camera goes back to physical first");
+        const auto command = mDevMgt->SwitchOff(mRemotes.at(mActive).device->config());
+        mDevMgt->WaitForResult(command.seqNum, kResultTimeout);
+        WaitForPhysical();
+    }
+    for (auto& [name, remote] : mRemotes) {
+        remote.device->Unregister();
+    }
+    mPipeline->Close();
+    android::hardware::waitForDeathNotifications();
+    for (auto& [name, remote] : mRemotes) {
+        mReport.sessionsOpen += remote.device->OpenSessions();
+        mReport.deathLinks += remote.device->DeathLinks();
+        remote.device->Shutdown();
+    }
+    mReport.deathLinks += mPipeline->DeathLinks();
+    mPipeline.reset();
+    mReport.fdsLeaked = OpenFds() - mFdsAtStart;
+    Expect(mReport.ResourcesOpen() == 0,
+           Printf("left open: %zu sessions, %zu death links, %d file descriptors",
+                  mReport.sessionsOpen, mReport.deathLinks, mReport.fdsLeaked));
+}
+
+}  // namespace vircam_sim

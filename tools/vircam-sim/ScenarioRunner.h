@@ -1,0 +1,62 @@
+// Plays a scenario against the library: builds the peers, runs the steps with
+// the pipeline streaming throughout, checks every expectation, then closes the
+// camera and counts what was left open.
+#pragma once
+
+#include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "Recorder.h"
+#include "RunReport.h"
+#include "Scenario.h"
+#include "SimDevMgt.h"
+#include "SimPipeline.h"
+#include "SimRemote.h"
+
+namespace vircam_sim {
+
+class ScenarioRunner {
+public:
+    ScenarioRunner(const Scenario& scenario, Recorder& recorder);
+    ~ScenarioRunner();
+
+    RunReport Run();
+
+private:
+    struct Remote {
+        android::sp<SimRemote> device;
+        bool registered = false;
+    };
+
+    bool SetUp();
+    void RunStep(size_t index, const Step& step);
+    void SwitchOn(const std::string& where, const Step& step);
+    void SwitchOff(const std::string& where, const Step& step);
+    void AwaitUnasked(const std::string& where, const Step& step);
+    void CheckResult(const std::string& where, const Step& step, const SwitchCommand& command,
+                     const std::optional<SwitchResult>& result, bool refused);
+    // The library reports before its mode settles; device management waits
+    // for the camera to be where the result says before it goes on.
+    bool WaitForVirtual();
+    bool WaitForPhysical();
+    void Stream(double seconds);
+    void Finish();
+    void TearDown();
+    void Expect(bool holds, const std::string& failure);
+    void Say(const std::string& text) { mRecorder.Event("sim", text); }
+
+    const Scenario mScenario;
+    Recorder& mRecorder;
+    android::sp<vircam::IVirCameraChannel> mService;
+    android::sp<SimDevMgt> mDevMgt;
+    std::unique_ptr<SimPipeline> mPipeline;
+    std::map<std::string, Remote> mRemotes;
+    std::string mActive;  // the remote the camera is on, if virtual
+    int mFdsAtStart = 0;
+    RunReport mReport;
+};
+
+}  // namespace vircam_sim

@@ -1,0 +1,158 @@
+#include "SimDevMgt.h"
+
+#include "Names.h"
+#include "SimClock.h"
+#include "utils/Anonymize.h"
+
+namespace vircam_sim {
+
+namespace {
+
+constexpr const char* kTrack = "device management";
+
+std::string SwitchKey(uint32_t seqNum) {
+    return "switch " + std::to_string(seqNum);
+}
+
+}  // namespace
+
+SimDevMgt::SimDevMgt(const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder)
+    : mService(service),
+      mRecorder(recorder),
+      mProcess(new android::hardware::RemoteProcess()),
+      mProxy(new vircam::BpHwVirCameraSwitchCallback(this, mProcess)) {}
+
+void SimDevMgt::Shutdown() {
+    android::sp<vircam::BpHwVirCameraSwitchCallback> proxy = std::move(mProxy);
+}
+
+void SimDevMgt::Start(const std::string& physicalCameraId) {
+    const auto status = mService->registerCameraSwitchCallback(mProxy);
+    Say(Printf("registerCameraSwitchCallback -> %s",
+               status.isOk() ? StatusName(status) : status.description().c_str()));
+    const std::string info = "{\"virCamInfo\":[\"" + physicalCameraId + "\"]}";
+    Json::Value message(Json::objectValue);
+    message["notifyKey"] = 101;
+    message["notifyMsgData"] = info;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    mService->notify(0, Json::writeString(builder, message)).isOk();
+    Say("notify 101: the physical camera is \"" + physicalCameraId + "\"");
+}
+
+SwitchCommand SimDevMgt::SwitchOn(const RemoteConfig& remote) {
+    return Command(true, remote);
+}
+
+SwitchCommand SimDevMgt::SwitchOff(const RemoteConfig& remote) {
+    return Command(false, remote);
+}
+
+SwitchCommand SimDevMgt::Command(bool on, const RemoteConfig& remote) {
+    SwitchCommand command{on, remote.name, CameraStatus::INTERNAL_ERROR, 0, NowUs()};
+    const auto answer = [&command](CameraStatus status, uint32_t seqNum) {
+        command.status = status;
+        command.seqNum = seqNum;
+    };
+    // The sequence number is only known from the answer, and a refusal's
+    // result can arrive before it: claim it under the lock the results use.
+    auto ret = on ? mService->switchOnVirtualCamera(remote.deviceId, remote.serviceId, answer)
+                  : mService->switchOffVirtualCamera(remote.deviceId, remote.serviceId, answer);
+    if (!ret.isOk()) {
+        Say(std::string("switch command failed in transport: ") + ret.description());
+        return command;
+    }
+    std::optional<int64_t> answeredAt;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mCommanded.insert(command.seqNum);
+        for (const auto& result : mResults) {
+            if (result.seqNum == command.seqNum) {
+                answeredAt = result.atUs;
+            }
+        }
+    }
+    const std::string span =
+        Printf("switch-%s %s (seq %u)", on ? "on" : "off", remote.name.c_str(), command.seqNum);
+    if (answeredAt) {
+        // Refused: the result came back inside the call.
+        mRecorder.trace().Complete(kTrack, span, command.atUs, *answeredAt);
+    } else {
+        mRecorder.trace().Begin(SwitchKey(command.seqNum), kTrack, span, command.atUs);
+    }
+    Say(Printf("switch %s %s (%s / %s) -> %s, seq %u", on ? "on to" : "off from",
+               remote.name.c_str(), pelcamera::GetAnonyString(remote.deviceId).c_str(),
+               pelcamera::GetAnonyString(remote.serviceId).c_str(), StatusName(command.status),
+               command.seqNum));
+    return command;
+}
+
+SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::notifySwitchOnResult(uint32_t seqNum,
+                                                                          int32_t result) {
+    return Record(true, seqNum, result);
+}
+
+SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::notifySwitchOffResult(uint32_t seqNum,
+                                                                           int32_t result) {
+    return Record(false, seqNum, result);
+}
+
+SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t seqNum,
+                                                             int32_t code) {
+    const SwitchResult result{on, seqNum, code, NowUs()};
+    Json::Value args(Json::objectValue);
+    args["result"] = code;
+    mRecorder.trace().End(SwitchKey(seqNum), result.atUs, args);
+    if (on) {
+        for (const char* step : {"step1", "step2", "step3", "step4"}) {
+            mRecorder.trace().End(step, result.atUs, args);
+        }
+    }
+    Say(Printf("notifySwitch%sResult(seq %u, %s)", on ? "On" : "Off", seqNum,
+               SwitchResultText(code).c_str()));
+    std::lock_guard<std::mutex> lock(mLock);
+    mResults.push_back(result);
+    mArrived.notify_all();
+    return CameraStatus::OK;
+}
+
+std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
+                                                     std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mLock);
+    std::optional<SwitchResult> found;
+    mArrived.wait_for(lock, timeout, [&] {
+        for (const auto& result : mResults) {
+            if (result.seqNum == seqNum) {
+                found = result;
+            }
+        }
+        return found.has_value();
+    });
+    return found;
+}
+
+std::optional<SwitchResult> SimDevMgt::WaitForUnasked(bool on, std::chrono::milliseconds timeout) {
+    std::unique_lock<std::mutex> lock(mLock);
+    std::optional<SwitchResult> found;
+    mArrived.wait_for(lock, timeout, [&] {
+        for (const auto& result : mResults) {
+            if (result.on == on && mCommanded.count(result.seqNum) == 0 &&
+                mClaimed.count(result.seqNum) == 0) {
+                found = result;
+                return true;
+            }
+        }
+        return false;
+    });
+    if (found) {
+        mClaimed.insert(found->seqNum);
+    }
+    return found;
+}
+
+std::vector<SwitchResult> SimDevMgt::Results() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mResults;
+}
+
+}  // namespace vircam_sim

@@ -1,0 +1,79 @@
+// The device-management service: registers its switch callback, tells the
+// library the physical camera id, commands switches and records every result
+// with its sequence number.
+#pragma once
+
+#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraSwitchCallback.h>
+#include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Recorder.h"
+#include "Scenario.h"
+
+namespace vircam_sim {
+
+namespace vircam = vendor::travik::hardware::camera::vircamera::V1_0;
+
+struct SwitchCommand {
+    bool on;
+    std::string remote;
+    android::hardware::camera::common::V1_0::Status status;
+    uint32_t seqNum;
+    int64_t atUs;
+};
+
+struct SwitchResult {
+    bool on;
+    uint32_t seqNum;
+    int32_t code;
+    int64_t atUs;
+};
+
+class SimDevMgt : public vircam::IVirCameraSwitchCallback {
+public:
+    using CameraStatus = android::hardware::camera::common::V1_0::Status;
+    template <typename T>
+    using Return = android::hardware::Return<T>;
+
+    SimDevMgt(const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder);
+
+    // Registers the switch callback and sends the physical camera id.
+    void Start(const std::string& physicalCameraId);
+    SwitchCommand SwitchOn(const RemoteConfig& remote);
+    SwitchCommand SwitchOff(const RemoteConfig& remote);
+    std::optional<SwitchResult> WaitForResult(uint32_t seqNum, std::chrono::milliseconds timeout);
+    // A result for a sequence number nobody commanded, not yet claimed: the
+    // switch-off that a remote's death starts.
+    std::optional<SwitchResult> WaitForUnasked(bool on, std::chrono::milliseconds timeout);
+    std::vector<SwitchResult> Results() const;
+    // Drops the proxy that holds this object; the library may keep its own.
+    void Shutdown();
+
+    Return<CameraStatus> notifySwitchOnResult(uint32_t seqNum, int32_t result) override;
+    Return<CameraStatus> notifySwitchOffResult(uint32_t seqNum, int32_t result) override;
+
+private:
+    SwitchCommand Command(bool on, const RemoteConfig& remote);
+    Return<CameraStatus> Record(bool on, uint32_t seqNum, int32_t code);
+    void Say(const std::string& text) { mRecorder.Event("devmgt", text); }
+
+    android::sp<vircam::IVirCameraChannel> mService;
+    Recorder& mRecorder;
+    android::sp<android::hardware::RemoteProcess> mProcess;
+    android::sp<vircam::BpHwVirCameraSwitchCallback> mProxy;
+
+    mutable std::mutex mLock;
+    std::condition_variable mArrived;
+    std::vector<SwitchResult> mResults;
+    std::set<uint32_t> mCommanded;
+    std::set<uint32_t> mClaimed;
+};
+
+}  // namespace vircam_sim

@@ -1,0 +1,32 @@
+// The command line of vircam-sim.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vircam_sim {
+
+struct SimOptions {
+    std::string scenarioFile;  // empty: the default handover
+    bool tour = false;
+    std::string cell;  // one cell of the tour
+    bool log = false;
+    bool verbose = false;
+    std::string tracePath;
+    int parallel = 6;
+    // Overrides for every remote / the pipeline, when given.
+    std::optional<int> latencyMs;
+    std::optional<double> fps;
+    std::optional<int> streams;
+    std::optional<double> streamSeconds;
+    bool help = false;
+    // Arguments a tour passes on to its cells.
+    std::vector<std::string> passOn;
+};
+
+// False with a message on a bad command line.
+bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error);
+void PrintHelp(const char* program);
+
+}  // namespace vircam_sim

@@ -1,0 +1,383 @@
+#include "SimRemote.h"
+
+#include "Names.h"
+#include "SimClock.h"
+#include "utils/Anonymize.h"
+
+namespace vircam_sim {
+
+namespace {
+
+using pelcamera::GetAnonyString;
+using pelcamera::GetAnonyUInt32;
+
+constexpr const char* kStepTrack = "library switch steps";
+// Longer than the library's 3 s step wait: the remote that hangs.
+constexpr int64_t kHangUs = 3500 * 1000;
+// Requests refused in a row when the remote fails while streaming.
+constexpr int kFailedRequests = 5;
+constexpr int32_t kBufferStatusError = 1;
+
+const char* StepKey(int step) {
+    static constexpr const char* kKeys[] = {"step1", "step2", "step3"};
+    return kKeys[step];
+}
+
+const char* StepName(int step) {
+    static constexpr const char* kNames[] = {"Step1 open control session",
+                                             "Step2 configure streams", "Step3 open data session"};
+    return kNames[step];
+}
+
+}  // namespace
+
+SimRemote::SimRemote(const RemoteConfig& config,
+                     const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder,
+                     uint32_t firstSessionId)
+    : mConfig(config),
+      mService(service),
+      mRecorder(recorder),
+      mProcess(new android::hardware::RemoteProcess()),
+      mProxy(new vircam::BpHwVirCameraChannelCallback(this, mProcess)),
+      mNextSessionId(firstSessionId),
+      mImageThread([this] { RunImages(); }) {}
+
+SimRemote::~SimRemote() {
+    Shutdown();
+}
+
+void SimRemote::Shutdown() {
+    // The proxy holds this device: letting it go breaks the cycle.
+    android::sp<vircam::BpHwVirCameraChannelCallback> proxy = std::move(mProxy);
+    mAnswers.Stop();
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopping = true;
+        mImages.clear();
+        mImagesChanged.notify_all();
+    }
+    if (mImageThread.joinable() && mImageThread.get_id() != std::this_thread::get_id()) {
+        mImageThread.join();
+    }
+}
+
+bool SimRemote::FaultAt(Stage stage, FaultKind kind) const {
+    return mConfig.fault.stage == stage && mConfig.fault.kind == kind;
+}
+
+void SimRemote::Register() {
+    const std::string serviceId = "W_" + mConfig.serviceId;
+    const auto status =
+        mService->registerVirtualChannelCallback(mConfig.deviceId, serviceId, mProxy);
+    Say(Printf("offers its camera: registerVirtualChannelCallback(%s, %s) -> %s",
+               GetAnonyString(mConfig.deviceId).c_str(), GetAnonyString(serviceId).c_str(),
+               status.isOk() ? StatusName(status) : status.description().c_str()));
+}
+
+void SimRemote::Unregister() {
+    if (Dead()) {
+        return;
+    }
+    mService->unregisterVirtualChannelCallback(mConfig.deviceId, "W_" + mConfig.serviceId).isOk();
+    Say("withdraws its camera: unregisterVirtualChannelCallback");
+}
+
+void SimRemote::Kill(const std::string& why) {
+    if (Dead()) {
+        return;
+    }
+    Say("dies " + why);
+    mProcess->kill();
+    std::lock_guard<std::mutex> lock(mLock);
+    // Whatever the device was about to send dies with it.
+    mImages.clear();
+    mOpenSessions.clear();
+}
+
+size_t SimRemote::OpenSessions() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mOpenSessions.size();
+}
+
+void SimRemote::CallSpan(const char* call, int64_t startUs) {
+    mRecorder.trace().Complete(Actor(), call, startUs, NowUs());
+}
+
+template <typename Callback>
+void SimRemote::OpenSession(SwitchStep step, Stage stage, const char* call,
+                            const hidl_string& name, Callback cb) {
+    const int64_t start = NowUs();
+    const int index = static_cast<int>(step);
+    mRecorder.trace().Begin(StepKey(index), kStepTrack, StepName(index), start);
+    uint32_t sessionId = 0;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        sessionId = mNextSessionId++;
+        mOpenSessions.insert(sessionId);
+    }
+    Say(Printf("%s(%s) -> session %s", call, GetAnonyString(name).c_str(),
+               GetAnonyUInt32(sessionId).c_str()));
+    if (FaultAt(stage, FaultKind::kDeath)) {
+        Kill(std::string("on ") + call);
+        return;
+    }
+    cb(CameraStatus::OK, sessionId);
+    CallSpan(call, start);
+    AnswerStep(step, sessionId);
+}
+
+void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId) {
+    static constexpr Stage kStages[] = {Stage::kControlSession, Stage::kConfigStream,
+                                        Stage::kDataSession};
+    const Stage stage = kStages[static_cast<int>(step)];
+    if (FaultAt(stage, FaultKind::kTimeout)) {
+        Say("will never report this result");
+        return;
+    }
+    const bool ok = !FaultAt(stage, FaultKind::kFailure);
+    const bool dieAfter = step == SwitchStep::kData && FaultAt(Stage::kSwitch, FaultKind::kDeath);
+    mAnswers.Post(NowUs() + mConfig.resultLatencyMs * 1000, [this, step, sessionId, ok, dieAfter] {
+        Notify(step, sessionId, ok);
+        if (dieAfter) {
+            Kill("right after its data session opened, while the library hands over");
+        }
+    });
+}
+
+void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
+    using vircam::VirCamOptRet;
+    if (Dead()) {
+        return;
+    }
+    const std::string id = GetAnonyUInt32(sessionId);
+    const int64_t now = NowUs();
+    const int index = static_cast<int>(step);
+    Json::Value args(Json::objectValue);
+    args["result"] = ok ? "ok" : "failed";
+    mRecorder.trace().End(StepKey(index), now, args);
+    if (step == SwitchStep::kData && ok) {
+        mRecorder.trace().Begin("step4", kStepTrack, "Step4 switch translator, report", now);
+    }
+    switch (step) {
+        case SwitchStep::kControl: {
+            const auto code = ok ? VirCamOptRet::OPT_CTRL_SESSION_OK
+                                 : VirCamOptRet::OPT_CTRL_SESSION_FAILED;
+            Say(Printf("notifyOpenControlSessionResult(%s, %s)", id.c_str(),
+                       OptRetName(code)));
+            mService->notifyOpenControlSessionResult(sessionId, code).isOk();
+            break;
+        }
+        case SwitchStep::kConfig: {
+            const auto code = ok ? VirCamOptRet::OPT_CONFIG_STREAM_OK
+                                 : VirCamOptRet::OPT_CONFIG_STREAM_FAILED;
+            Say(Printf("notifyConfigStreamResult(%s, %s)", id.c_str(),
+                       OptRetName(code)));
+            mService->notifyConfigStreamResult(sessionId, code).isOk();
+            break;
+        }
+        case SwitchStep::kData: {
+            const auto code = ok ? VirCamOptRet::OPT_DATA_SESSION_OK
+                                 : VirCamOptRet::OPT_DATA_SESSION_FAILED;
+            Say(Printf("notifyOpenDataSessionResult(%s, %s)", id.c_str(),
+                       OptRetName(code)));
+            mService->notifyOpenDataSessionResult(sessionId, code).isOk();
+            break;
+        }
+    }
+}
+
+android::hardware::Return<void> SimRemote::openControlSession(const hidl_string& /*deviceId*/,
+                                                              const hidl_string& name,
+                                                              openControlSession_cb cb) {
+    OpenSession(SwitchStep::kControl, Stage::kControlSession, "openControlSession", name, cb);
+    return android::hardware::Void();
+}
+
+android::hardware::Return<void> SimRemote::openDataSession(const hidl_string& /*deviceId*/,
+                                                           const hidl_string& name,
+                                                           openDataSession_cb cb) {
+    OpenSession(SwitchStep::kData, Stage::kDataSession, "openDataSession", name, cb);
+    return android::hardware::Void();
+}
+
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::configStream(
+    uint32_t sessionId, const hidl_vec<vircam::VirStream>& streams) {
+    const int64_t start = NowUs();
+    mRecorder.trace().Begin(StepKey(1), kStepTrack, StepName(1), start);
+    std::string list;
+    for (const auto& stream : streams) {
+        list += Printf("%s%ux%u fmt %d", list.empty() ? "" : ", ", stream.width, stream.height,
+                       stream.format);
+    }
+    Say(Printf("configStream(%s, %zu streams: %s)", GetAnonyUInt32(sessionId).c_str(),
+               streams.size(), list.c_str()));
+    if (FaultAt(Stage::kConfigStream, FaultKind::kDeath)) {
+        Kill("on configStream");
+        return CameraStatus::OK;
+    }
+    AnswerStep(SwitchStep::kConfig, sessionId);
+    CallSpan("configStream", start);
+    return CameraStatus::OK;
+}
+
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeControlSession(
+    uint32_t controlSessionId) {
+    const int64_t start = NowUs();
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mOpenSessions.erase(controlSessionId);
+    }
+    Say(Printf("closeControlSession(%s)", GetAnonyUInt32(controlSessionId).c_str()));
+    CallSpan("closeControlSession", start);
+    return CameraStatus::OK;
+}
+
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeDataSession(
+    uint32_t dataSessionId) {
+    const int64_t start = NowUs();
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mOpenSessions.erase(dataSessionId);
+    }
+    Say(Printf("closeDataSession(%s)", GetAnonyUInt32(dataSessionId).c_str()));
+    CallSpan("closeDataSession", start);
+    return CameraStatus::OK;
+}
+
+bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {
+    std::unique_lock<std::mutex> lock(mLock);
+    const bool trigger = ++mCaptureRequests == mConfig.fault.afterRequests &&
+                         mConfig.fault.stage == Stage::kStreaming;
+    if (trigger && mConfig.fault.kind == FaultKind::kFailure) {
+        mFailuresLeft = kFailedRequests;
+        lock.unlock();
+        Say(Printf("fails the next %d capture requests", kFailedRequests));
+        lock.lock();
+    } else if (trigger && mConfig.fault.kind == FaultKind::kTimeout) {
+        mStalled = true;
+        lock.unlock();
+        Say("stalls: keeps every buffer from now on and returns none");
+        lock.lock();
+    }
+    if (mFailuresLeft > 0) {
+        --mFailuresLeft;
+        return false;
+    }
+    const int64_t due = NowUs() + mConfig.imageLatencyMs * 1000;
+    for (const auto& buffer : buffers) {
+        PendingImage image{due, std::make_unique<BufferMapping>(buffer.buffer.getNativeHandle()),
+                           {static_cast<uint32_t>(buffer.frameNumber), buffer.streamId,
+                            buffer.bufferId}};
+        mImages.push_back(std::move(image));
+    }
+    mImagesChanged.notify_all();
+    return true;
+}
+
+android::hardware::Return<void> SimRemote::processCaptureRequest(
+    uint32_t /*dataSessionId*/, const hidl_vec<vircam::VirImageBuffer>& buffers,
+    processCaptureRequest_cb cb) {
+    bool die = false;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        die = mCaptureRequests + 1 == mConfig.fault.afterRequests &&
+              FaultAt(Stage::kStreaming, FaultKind::kDeath);
+    }
+    if (die) {
+        Kill("while streaming");
+        return android::hardware::Void();
+    }
+    if (!AcceptCapture(buffers)) {
+        cb(CameraStatus::INTERNAL_ERROR, 0);
+        return android::hardware::Void();
+    }
+    cb(CameraStatus::OK, static_cast<uint32_t>(buffers.size()));
+    return android::hardware::Void();
+}
+
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::processMetaRequest(
+    uint32_t /*dataSessionId*/, const vircam::VirMetaRequest& /*request*/) {
+    return CameraStatus::OK;
+}
+
+android::hardware::Return<void> SimRemote::reserved8() {
+    return android::hardware::Void();
+}
+
+// A flush returns every buffer still held before it returns, as a camera
+// device must; the pipeline then counts them flushed, not lost.
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::flush(uint32_t dataSessionId) {
+    const int64_t start = NowUs();
+    Say(Printf("flush(%s)", GetAnonyUInt32(dataSessionId).c_str()));
+    if (FaultAt(Stage::kSwitchOff, FaultKind::kDeath)) {
+        Kill("on flush");
+        return CameraStatus::OK;
+    }
+    if (FaultAt(Stage::kSwitchOff, FaultKind::kFailure)) {
+        Say("flush fails: INTERNAL_ERROR, buffers kept");
+        CallSpan("flush", start);
+        return CameraStatus::INTERNAL_ERROR;
+    }
+    if (FaultAt(Stage::kSwitchOff, FaultKind::kTimeout)) {
+        Say("hangs in flush for 3.5 s");
+        std::this_thread::sleep_for(std::chrono::microseconds(kHangUs));
+    }
+    std::deque<PendingImage> held;
+    {
+        std::unique_lock<std::mutex> lock(mLock);
+        mImagesChanged.wait(lock, [this] { return !mSending; });
+        held.swap(mImages);
+        mStalled = false;
+    }
+    for (auto& image : held) {
+        SendImage(image, true);
+    }
+    if (!held.empty()) {
+        Say(Printf("flush returned %zu held buffers with an error status", held.size()));
+    }
+    CallSpan("flush", start);
+    return CameraStatus::OK;
+}
+
+void SimRemote::RunImages() {
+    std::unique_lock<std::mutex> lock(mLock);
+    while (!mStopping) {
+        if (mImages.empty() || mStalled) {
+            mImagesChanged.wait(lock);
+            continue;
+        }
+        const int64_t wait = mImages.front().dueUs - NowUs();
+        if (wait > 0) {
+            mImagesChanged.wait_for(lock, std::chrono::microseconds(wait));
+            continue;
+        }
+        PendingImage image = std::move(mImages.front());
+        mImages.pop_front();
+        mSending = true;
+        lock.unlock();
+        SendImage(image, false);
+        lock.lock();
+        mSending = false;
+        mImagesChanged.notify_all();
+    }
+}
+
+void SimRemote::SendImage(PendingImage& image, bool flushed) {
+    if (Dead()) {
+        return;
+    }
+    vircam::VirImageResult result;
+    result.frameNumber = image.stamp.frameNumber;
+    result.bufferId = image.stamp.bufferId;
+    result.streamId = image.stamp.streamId;
+    result.timestamp = static_cast<uint64_t>(NowUs()) * 1000;
+    if (flushed || image.mapping->data() == nullptr) {
+        result.bufferStatus = kBufferStatusError;
+    } else {
+        PaintFrame(image.mapping->data(), image.mapping->size(), image.stamp);
+    }
+    image.mapping.reset();
+    mService->onVirImageBufferDone(0, result).isOk();
+}
+
+}  // namespace vircam_sim
