@@ -37,7 +37,8 @@ Step StreamStep(double seconds) {
 
 Step AwaitSwitchOff() {
     Step step;
-    step.action = Action::kAwaitResult;
+    step.action = Action::kAwaitSwitchOff;
+    step.remote = "A";
     step.expectCode = 300;
     return step;
 }
@@ -68,7 +69,7 @@ std::string Describe(const TourCell& cell) {
                        ? "the HAL registers its callback only after 2 s"
                    : cell.kind == FaultKind::kFailure
                        ? "switch-on to B while A is on: refused"
-                       : "remote dies right after its data session opened";
+                       : "remote dies 20 ms after its data session opened";
         case Stage::kStreaming:
             return cell.kind == FaultKind::kTimeout   ? "remote stalls, keeps every buffer"
                    : cell.kind == FaultKind::kFailure ? "remote fails 5 capture requests"

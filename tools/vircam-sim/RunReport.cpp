@@ -44,6 +44,9 @@ std::string RunReport::ResultsText() const {
                        : commanded.count(result.seqNum) == 0 ? " unasked"
                                                              : "");
     }
+    for (const auto& command : forgotten) {
+        text += Printf("%s%s none", text.empty() ? "" : ", ", command.on ? "on" : "off");
+    }
     return text.empty() ? "none" : text;
 }
 

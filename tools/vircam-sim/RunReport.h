@@ -15,6 +15,9 @@ struct RunReport {
     std::string scenario;
     std::vector<SwitchCommand> commands;
     std::vector<SwitchResult> results;
+    // Commands whose result never came because a death made the library
+    // forget the switch callback.
+    std::vector<SwitchCommand> forgotten;
     std::vector<double> switchOnMs;   // command to result 300
     std::vector<double> switchOffMs;  // command to result 300 with the camera back
     FrameStats frames;

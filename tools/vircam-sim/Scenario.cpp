@@ -60,8 +60,8 @@ public:
         return true;
     }
     template <typename T>
-    bool Number(const Json::Value& object, const std::string& key, const std::string& where,
-                T& out, double min, double max) {
+    bool Number(const Json::Value& object, const std::string& key, const std::string& where, T& out,
+                double min, double max) {
         if (!object.isMember(key)) {
             return true;
         }
@@ -101,15 +101,16 @@ bool ReadFormat(Reader& reader, const Json::Value& value, const std::string& whe
             return true;
         }
     }
-    return reader.Fail(where, "unknown pixel format (a number or IMPLEMENTATION_DEFINED, YV12, "
-                              "YCBCR_420_888, RAW16, BLOB, RGBA_8888)");
+    return reader.Fail(where,
+                       "unknown pixel format (a number or IMPLEMENTATION_DEFINED, YV12, "
+                       "YCBCR_420_888, RAW16, BLOB, RGBA_8888)");
 }
 
 bool ReadPipeline(Reader& reader, const Json::Value& json, PipelineConfig& pipeline) {
     const std::string where = "pipeline";
-    if (!reader.Keys(json, where,
-                     {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs",
-                      "streams"}) ||
+    if (!reader.Keys(
+            json, where,
+            {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs", "streams"}) ||
         !reader.Number(json, "cameraId", where, pipeline.cameraId, 0, 9) ||
         !reader.Number(json, "fps", where, pipeline.fps, 1, 1000) ||
         !reader.Number(json, "buffersPerStream", where, pipeline.buffersPerStream, 1, 64) ||
@@ -146,8 +147,9 @@ bool ReadFault(Reader& reader, const Json::Value& json, const std::string& where
     }
     const auto stage = StageFromName(json["stage"].asString());
     if (!json["stage"].isString() || !stage) {
-        return reader.Fail(where + ".stage", "must be one of controlSession, configStream, "
-                                             "dataSession, switch, streaming, switchOff");
+        return reader.Fail(where + ".stage",
+                           "must be one of controlSession, configStream, "
+                           "dataSession, switch, streaming, switchOff");
     }
     const auto kind = FaultFromName(json["kind"].asString());
     if (!json["kind"].isString() || !kind) {
@@ -166,9 +168,9 @@ bool ReadRemotes(Reader& reader, const Json::Value& json, std::vector<RemoteConf
     for (Json::ArrayIndex i = 0; i < json.size(); ++i) {
         const std::string at = "remotes[" + std::to_string(i) + "]";
         const Json::Value& item = json[i];
-        if (!reader.Keys(item, at,
-                         {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs",
-                          "fault"})) {
+        if (!reader.Keys(
+                item, at,
+                {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs", "fault"})) {
             return false;
         }
         if (!item["name"].isString() || item["name"].asString().empty()) {
@@ -179,8 +181,8 @@ bool ReadRemotes(Reader& reader, const Json::Value& json, std::vector<RemoteConf
             !reader.Text(item, "serviceId", at, remote.serviceId) ||
             !reader.Number(item, "resultLatencyMs", at, remote.resultLatencyMs, 0, 60000) ||
             !reader.Number(item, "imageLatencyMs", at, remote.imageLatencyMs, 0, 60000) ||
-            (item.isMember("fault") && !ReadFault(reader, item["fault"], at + ".fault",
-                                                  remote.fault))) {
+            (item.isMember("fault") &&
+             !ReadFault(reader, item["fault"], at + ".fault", remote.fault))) {
             return false;
         }
         remotes.push_back(remote);
@@ -210,9 +212,9 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
     static const std::vector<std::pair<const char*, Action>> kActions{
         {"switchOn", Action::kSwitchOn}, {"switchOff", Action::kSwitchOff},
         {"stream", Action::kStream},     {"wait", Action::kWait},
-        {"kill", Action::kKill},         {"awaitResult", Action::kAwaitResult}};
+        {"kill", Action::kKill},         {"awaitSwitchOff", Action::kAwaitSwitchOff}};
     if (!reader.Keys(json, at,
-                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitResult", "expect",
+                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "expect",
                       "refused"})) {
         return false;
     }
@@ -228,10 +230,6 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
             if (!reader.Number(json, name, at, step.seconds, 0, 3600)) {
                 return false;
             }
-        } else if (action == Action::kAwaitResult) {
-            if (!value.isString() || value.asString() != "switchOff") {
-                return reader.Fail(at + ".awaitResult", "must be \"switchOff\"");
-            }
         } else {
             step.remote = value.asString();
             bool known = false;
@@ -244,8 +242,9 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         }
     }
     if (actions != 1) {
-        return reader.Fail(at, "needs exactly one of switchOn, switchOff, stream, wait, kill, "
-                               "awaitResult");
+        return reader.Fail(at,
+                           "needs exactly one of switchOn, switchOff, stream, wait, kill, "
+                           "awaitSwitchOff");
     }
     if (json.isMember("refused") && !json["refused"].isBool()) {
         return reader.Fail(at + ".refused", "must be true or false");
@@ -322,9 +321,8 @@ const char* FormatName(int32_t format) {
 
 PipelineConfig DefaultPipeline() {
     PipelineConfig pipeline;
-    pipeline.streams = {{1920, 1080, kImplementationDefined},
-                        {1280, 720, kYv12},
-                        {640, 480, kYcbcr420}};
+    pipeline.streams = {
+        {1920, 1080, kImplementationDefined}, {1280, 720, kYv12}, {640, 480, kYcbcr420}};
     return pipeline;
 }
 

@@ -47,14 +47,15 @@ struct RemoteConfig {
     Fault fault;
 };
 
-enum class Action { kSwitchOn, kSwitchOff, kStream, kWait, kKill, kAwaitResult };
+enum class Action { kSwitchOn, kSwitchOff, kStream, kWait, kKill, kAwaitSwitchOff };
 
 struct Step {
     Action action = Action::kWait;
-    std::string remote;  // switchOn, switchOff, kill
+    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff
     double seconds = 0;  // stream, wait
-    // The switch result the step must see; kAwaitResult waits for a result
-    // nobody commanded (the switch-off a remote's death starts).
+    // The switch result the step must see. kAwaitSwitchOff waits for the
+    // switch-off that a remote's death sets off; its result may be missing,
+    // as the death also makes the library forget the switch callback.
     std::optional<int32_t> expectCode;
     bool expectNoResult = false;
     bool expectRefused = false;

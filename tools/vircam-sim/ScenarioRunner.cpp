@@ -23,6 +23,9 @@ constexpr std::chrono::milliseconds kSettleTimeout{3000};
 // After the mode reads right, the service's own bookkeeping still runs.
 constexpr std::chrono::milliseconds kSettle{100};
 constexpr std::chrono::milliseconds kDrainTimeout{3000};
+// A step that a death has failed reports at once; a result later than this
+// after the death is one the library will not send.
+constexpr std::chrono::milliseconds kDeathGrace{2000};
 
 int OpenFds() {
     int count = 0;
@@ -129,10 +132,11 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
             mRemotes.at(step.remote).device->Kill("on the scenario's cue");
             mRemotes.at(step.remote).registered = false;
             break;
-        case Action::kAwaitResult:
-            AwaitUnasked(where, step);
+        case Action::kAwaitSwitchOff:
+            AwaitSwitchOff(where, step);
             break;
     }
+    HandleDeaths();
 }
 
 void ScenarioRunner::Stream(double seconds) {
@@ -152,6 +156,21 @@ bool ScenarioRunner::WaitForPhysical() {
     return settled;
 }
 
+std::optional<SwitchResult> ScenarioRunner::WaitForResult(const Step& step,
+                                                         const SwitchCommand& command) {
+    const android::sp<SimRemote> device = mRemotes.at(step.remote).device;
+    const auto timeout = step.expectNoResult ? kNoResultWait : kResultTimeout;
+    auto result = mDevMgt->WaitForResult(
+        command.seqNum, timeout, [&device] { return device->Dead(); }, kDeathGrace);
+    if (!result && !step.expectNoResult && device->Dead()) {
+        Say(Printf("no result for seq %u: the remote's death made the library forget the "
+                   "switch callback",
+                   command.seqNum));
+        mReport.forgotten.push_back(command);
+    }
+    return result;
+}
+
 void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
     Remote& remote = mRemotes.at(step.remote);
     // The library forgets a remote's channel at switch-off: it offers it again.
@@ -161,14 +180,15 @@ void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
     }
     const SwitchCommand command = mDevMgt->SwitchOn(remote.device->config());
     const bool refused = command.status != android::hardware::camera::common::V1_0::Status::OK;
-    const auto result = mDevMgt->WaitForResult(
-        command.seqNum, step.expectNoResult ? kNoResultWait : kResultTimeout);
+    const auto result = WaitForResult(step, command);
     mReport.commands.push_back(command);
     CheckResult(where, step, command, result, refused);
     if (result && result->code == 300) {
-        Expect(WaitForVirtual(), where + ": the camera did not turn virtual after 300");
         mActive = step.remote;
         mReport.switchOnMs.push_back(static_cast<double>(result->atUs - command.atUs) / 1000.0);
+        // A remote that dies during the hand-over takes the camera back at once.
+        Expect(WaitForVirtual() || remote.device->Dead(),
+               where + ": the camera did not turn virtual after 300");
     } else if (!refused) {
         Expect(WaitForPhysical(), where + ": the camera did not settle physical after the failure");
     }
@@ -177,8 +197,7 @@ void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
 void ScenarioRunner::SwitchOff(const std::string& where, const Step& step) {
     Remote& remote = mRemotes.at(step.remote);
     const SwitchCommand command = mDevMgt->SwitchOff(remote.device->config());
-    const auto result = mDevMgt->WaitForResult(
-        command.seqNum, step.expectNoResult ? kNoResultWait : kResultTimeout);
+    const auto result = WaitForResult(step, command);
     mReport.commands.push_back(command);
     // A refused switch-off is reported as 300 too: only the camera staying
     // virtual tells it apart.
@@ -189,17 +208,58 @@ void ScenarioRunner::SwitchOff(const std::string& where, const Step& step) {
                    command.seqNum));
     }
     CheckResult(where, step, command, result, refused);
-    if (result && result->code == 300 && backOnPhysical) {
+    if (backOnPhysical) {
         remote.registered = false;
         mActive.clear();
-        mReport.switchOffMs.push_back(static_cast<double>(result->atUs - command.atUs) / 1000.0);
+        if (result && result->code == 300) {
+            mReport.switchOffMs.push_back(static_cast<double>(result->atUs - command.atUs) /
+                                          1000.0);
+        }
     }
 }
 
-void ScenarioRunner::AwaitUnasked(const std::string& where, const Step& step) {
-    const auto result = mDevMgt->WaitForUnasked(false, kResultTimeout);
-    Expect(result.has_value(), where + ": no switch-off result came");
+// What device management does when a remote dies: the library has forgotten
+// its switch callback, so it registers again; and if the camera is still on
+// the dead remote once the library's own switch-off has had its chance, it
+// switches off itself.
+void ScenarioRunner::HandleDeaths() {
+    for (auto& [name, remote] : mRemotes) {
+        if (!remote.device->Dead() || remote.deathHandled) {
+            continue;
+        }
+        remote.deathHandled = true;
+        remote.registered = false;
+        android::hardware::waitForDeathNotifications();
+        mRecorder.Event("devmgt", "learns that remote " + name + " died; registers again");
+        mDevMgt->RegisterCallback();
+        if (mActive != name) {
+            continue;
+        }
+        if (WaitForPhysical()) {
+            mActive.clear();
+            continue;
+        }
+        mRecorder.Event("devmgt", "the camera is still on the dead remote " + name +
+                                      ": switches it off itself");
+        const SwitchCommand command = mDevMgt->SwitchOff(remote.device->config());
+        mReport.commands.push_back(command);
+        Expect(mDevMgt->WaitForResult(command.seqNum, kResultTimeout).has_value(),
+               Printf("no result for the switch-off seq %u after %s died", command.seqNum,
+                      name.c_str()));
+        Expect(WaitForPhysical(), "the camera stayed on the dead remote " + name);
+        mActive.clear();
+    }
+}
+
+void ScenarioRunner::AwaitSwitchOff(const std::string& where, const Step& step) {
+    Expect(mRemotes.at(step.remote).device->Dead(),
+           where + ": remote " + step.remote + " is alive; only a death switches off unasked");
+    HandleDeaths();
+    Expect(WaitForPhysical(), where + ": the camera did not return to physical");
+    const auto result = mDevMgt->WaitForUnasked(false, std::chrono::milliseconds(0));
     if (!result) {
+        Say("the library's own switch-off reported nothing: the death had cleared the switch "
+            "callback");
         return;
     }
     Say(Printf("seq %u was nobody's command: the library switched off on its own",
@@ -208,10 +268,6 @@ void ScenarioRunner::AwaitUnasked(const std::string& where, const Step& step) {
         Expect(result->code == *step.expectCode,
                Printf("%s: switch-off result %d, expected %d", where.c_str(), result->code,
                       *step.expectCode));
-    }
-    if (result->code == 300) {
-        Expect(WaitForPhysical(), where + ": the camera did not return to physical");
-        mActive.clear();
     }
 }
 

@@ -29,13 +29,16 @@ private:
     struct Remote {
         android::sp<SimRemote> device;
         bool registered = false;
+        bool deathHandled = false;
     };
 
     bool SetUp();
     void RunStep(size_t index, const Step& step);
     void SwitchOn(const std::string& where, const Step& step);
     void SwitchOff(const std::string& where, const Step& step);
-    void AwaitUnasked(const std::string& where, const Step& step);
+    void AwaitSwitchOff(const std::string& where, const Step& step);
+    void HandleDeaths();
+    std::optional<SwitchResult> WaitForResult(const Step& step, const SwitchCommand& command);
     void CheckResult(const std::string& where, const Step& step, const SwitchCommand& command,
                      const std::optional<SwitchResult>& result, bool refused);
     // The library reports before its mode settles; device management waits

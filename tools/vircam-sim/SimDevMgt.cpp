@@ -26,10 +26,14 @@ void SimDevMgt::Shutdown() {
     android::sp<vircam::BpHwVirCameraSwitchCallback> proxy = std::move(mProxy);
 }
 
-void SimDevMgt::Start(const std::string& physicalCameraId) {
+void SimDevMgt::RegisterCallback() {
     const auto status = mService->registerCameraSwitchCallback(mProxy);
     Say(Printf("registerCameraSwitchCallback -> %s",
                status.isOk() ? StatusName(status) : status.description().c_str()));
+}
+
+void SimDevMgt::Start(const std::string& physicalCameraId) {
+    RegisterCallback();
     const std::string info = "{\"virCamInfo\":[\"" + physicalCameraId + "\"]}";
     Json::Value message(Json::objectValue);
     message["notifyKey"] = 101;
@@ -129,6 +133,27 @@ std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
         return found.has_value();
     });
     return found;
+}
+
+std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
+                                                     std::chrono::milliseconds timeout,
+                                                     const std::function<bool()>& gone,
+                                                     std::chrono::milliseconds grace) {
+    constexpr std::chrono::milliseconds kSlice{50};
+    const auto end = std::chrono::steady_clock::now() + timeout;
+    std::optional<std::chrono::steady_clock::time_point> goneSince;
+    while (std::chrono::steady_clock::now() < end) {
+        if (auto result = WaitForResult(seqNum, kSlice)) {
+            return result;
+        }
+        if (!goneSince && gone()) {
+            goneSince = std::chrono::steady_clock::now();
+        }
+        if (goneSince && std::chrono::steady_clock::now() - *goneSince > grace) {
+            break;
+        }
+    }
+    return std::nullopt;
 }
 
 std::optional<SwitchResult> SimDevMgt::WaitForUnasked(bool on, std::chrono::milliseconds timeout) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -46,9 +47,16 @@ public:
 
     // Registers the switch callback and sends the physical camera id.
     void Start(const std::string& physicalCameraId);
+    // Again after a remote's death, which makes the library forget it.
+    void RegisterCallback();
     SwitchCommand SwitchOn(const RemoteConfig& remote);
     SwitchCommand SwitchOff(const RemoteConfig& remote);
     std::optional<SwitchResult> WaitForResult(uint32_t seqNum, std::chrono::milliseconds timeout);
+    // As above, but gives up early once `gone` has held for `grace`: a peer
+    // whose death makes the library forget this callback.
+    std::optional<SwitchResult> WaitForResult(uint32_t seqNum, std::chrono::milliseconds timeout,
+                                              const std::function<bool()>& gone,
+                                              std::chrono::milliseconds grace);
     // A result for a sequence number nobody commanded, not yet claimed: the
     // switch-off that a remote's death starts.
     std::optional<SwitchResult> WaitForUnasked(bool on, std::chrono::milliseconds timeout);

@@ -17,6 +17,7 @@ constexpr int64_t kHangUs = 3500 * 1000;
 // Requests refused in a row when the remote fails while streaming.
 constexpr int kFailedRequests = 5;
 constexpr int32_t kBufferStatusError = 1;
+constexpr int64_t kHandOverDeathUs = 20 * 1000;
 
 const char* StepKey(int step) {
     static constexpr const char* kKeys[] = {"step1", "step2", "step3"};
@@ -136,12 +137,15 @@ void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId) {
     }
     const bool ok = !FaultAt(stage, FaultKind::kFailure);
     const bool dieAfter = step == SwitchStep::kData && FaultAt(Stage::kSwitch, FaultKind::kDeath);
-    mAnswers.Post(NowUs() + mConfig.resultLatencyMs * 1000, [this, step, sessionId, ok, dieAfter] {
-        Notify(step, sessionId, ok);
-        if (dieAfter) {
-            Kill("right after its data session opened, while the library hands over");
-        }
-    });
+    const int64_t due = NowUs() + mConfig.resultLatencyMs * 1000;
+    mAnswers.Post(due, [this, step, sessionId, ok] { Notify(step, sessionId, ok); });
+    if (dieAfter) {
+        // Late enough that the open call has returned, so the death lands in
+        // the hand-over and not in the step.
+        mAnswers.Post(due + kHandOverDeathUs, [this] {
+            Kill("20 ms after its data session opened, while the library hands over");
+        });
+    }
 }
 
 void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
