@@ -8,7 +8,7 @@ namespace vircam_sim {
 
 namespace {
 
-constexpr const char* kTrack = "device management";
+constexpr const char* kTrack = "devmgt";
 
 std::string SwitchKey(uint32_t seqNum) {
     return "switch " + std::to_string(seqNum);

@@ -1,0 +1,135 @@
+// vircam-sim as its users meet it: the trace it writes must load as
+// trace-event JSON with the switch steps in order, and a scenario file with a
+// mistake must be refused with the place of the mistake.
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tools/vircam-sim/Scenario.h"
+
+namespace vircam_test {
+namespace {
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// The simulator's path comes from ctest: the first argument after the gtest ones.
+std::string gSimulator;
+
+TEST(VirCamSimTraceTest, HandoverTraceIsTraceEventJsonWithTheSwitchStepsInOrder) {
+    ASSERT_FALSE(gSimulator.empty());
+    const std::string trace = testing::TempDir() + "vircam-sim-trace-" +
+                              std::to_string(getpid()) + ".json";
+    const std::string command =
+        gSimulator + " --stream-seconds 0.4 --trace " + trace + " > /dev/null";
+    ASSERT_EQ(0, std::system(command.c_str()));
+
+    Json::Value root;
+    Json::Reader reader(Json::Features::strictMode());
+    ASSERT_TRUE(reader.parse(ReadFile(trace), root, false))
+        << reader.getFormattedErrorMessages();
+    unlink(trace.c_str());
+    const Json::Value& events = root["traceEvents"];
+    ASSERT_TRUE(events.isArray());
+
+    std::map<int, std::string> tracks;
+    for (const auto& event : events) {
+        if (event["ph"].asString() == "M" && event["name"].asString() == "thread_name") {
+            tracks[event["tid"].asInt()] = event["args"]["name"].asString();
+        }
+    }
+    std::vector<std::string> steps;
+    std::map<std::string, int> framesPerStream;
+    std::vector<int64_t> switchOnResults;
+    int64_t lastStepStart = -1;
+    for (const auto& event : events) {
+        const std::string phase = event["ph"].asString();
+        ASSERT_TRUE(event.isMember("pid") && event.isMember("tid") && event.isMember("name"));
+        if (phase == "M") {
+            continue;
+        }
+        ASSERT_TRUE(phase == "X" || phase == "i") << phase;
+        ASSERT_TRUE(event["ts"].isIntegral() && event["ts"].asInt64() >= 0);
+        ASSERT_EQ(1u, tracks.count(event["tid"].asInt())) << "an event on an unnamed track";
+        if (phase != "X") {
+            continue;
+        }
+        ASSERT_TRUE(event["dur"].isIntegral() && event["dur"].asInt64() >= 0);
+        const std::string& track = tracks[event["tid"].asInt()];
+        if (track == "library switch steps") {
+            EXPECT_GE(event["ts"].asInt64(), lastStepStart);
+            lastStepStart = event["ts"].asInt64();
+            steps.push_back(event["name"].asString().substr(0, 5));
+        } else if (track.rfind("stream ", 0) == 0) {
+            EXPECT_EQ("delivered", event["args"]["outcome"].asString()) << track;
+            ++framesPerStream[track];
+        } else if (track == "devmgt" && event["name"].asString().rfind("switch-on", 0) == 0 &&
+                   event.isMember("args")) {
+            switchOnResults.push_back(event["args"]["result"].asInt64());
+        }
+    }
+    // Two switches get through all four steps; the refused one opens none.
+    const std::vector<std::string> expected{"Step1", "Step2", "Step3", "Step4",
+                                            "Step1", "Step2", "Step3", "Step4"};
+    EXPECT_EQ(expected, steps);
+    EXPECT_EQ((std::vector<int64_t>{300, 300}), switchOnResults);
+    ASSERT_EQ(3u, framesPerStream.size());
+    for (const auto& [track, frames] : framesPerStream) {
+        EXPECT_GT(frames, 10) << track;
+    }
+}
+
+TEST(VirCamSimScenarioTest, ExampleLoadsAndMistakesAreNamedByTheirPlace) {
+    using vircam_sim::ParseScenario;
+    vircam_sim::Scenario scenario;
+    std::string error;
+    ASSERT_TRUE(ParseScenario(
+        ReadFile(std::string(VIRCAM_SOURCE_DIR) +
+                 "/tools/vircam-sim/scenarios/remote-dies-while-streaming.json"),
+        scenario, error))
+        << error;
+    ASSERT_EQ(2u, scenario.remotes.size());
+    EXPECT_EQ(vircam_sim::Stage::kStreaming, scenario.remotes[0].fault.stage);
+    EXPECT_EQ(4u, scenario.pipeline.streams.size());
+
+    const std::vector<std::pair<std::string, std::string>> mistakes{
+        {R"({"steps": [{"stream": 1}, {"switchOn": "C"}]})", "steps[1].switchOn"},
+        {R"({"steps": [{"stream": 1, "wait": 2}]})", "steps[0]: needs exactly one"},
+        {R"({"steps": [{"switchOn": "A", "expect": "300"}]})", "steps[0].expect"},
+        {R"({"remotes": [{"name": "A", "fault": {"stage": "flush", "kind": "death"}}],
+             "steps": [{"stream": 1}]})",
+         "remotes[0].fault.stage"},
+        {R"({"pipeline": {"streams": [{"width": 64, "height": 64, "format": "NV99"}]},
+             "steps": [{"stream": 1}]})",
+         "pipeline.streams[0].format"},
+        {R"({"stesp": []})", "scenario.stesp: unknown key"},
+        {R"({"steps": [{"stream": 1},]})", "not valid JSON"},
+    };
+    for (const auto& [text, where] : mistakes) {
+        error.clear();
+        EXPECT_FALSE(ParseScenario(text, scenario, error)) << text;
+        EXPECT_EQ(0u, error.find(where)) << error;
+    }
+}
+
+}  // namespace
+}  // namespace vircam_test
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    if (argc > 1) {
+        vircam_test::gSimulator = argv[1];
+    }
+    return RUN_ALL_TESTS();
+}
