@@ -29,16 +29,15 @@ std::string gSimulator;
 
 TEST(VirCamSimTraceTest, HandoverTraceIsTraceEventJsonWithTheSwitchStepsInOrder) {
     ASSERT_FALSE(gSimulator.empty());
-    const std::string trace = testing::TempDir() + "vircam-sim-trace-" +
-                              std::to_string(getpid()) + ".json";
+    const std::string trace =
+        testing::TempDir() + "vircam-sim-trace-" + std::to_string(getpid()) + ".json";
     const std::string command =
         gSimulator + " --stream-seconds 0.4 --trace " + trace + " > /dev/null";
     ASSERT_EQ(0, std::system(command.c_str()));
 
     Json::Value root;
     Json::Reader reader(Json::Features::strictMode());
-    ASSERT_TRUE(reader.parse(ReadFile(trace), root, false))
-        << reader.getFormattedErrorMessages();
+    ASSERT_TRUE(reader.parse(ReadFile(trace), root, false)) << reader.getFormattedErrorMessages();
     unlink(trace.c_str());
     const Json::Value& events = root["traceEvents"];
     ASSERT_TRUE(events.isArray());
@@ -94,10 +93,10 @@ TEST(VirCamSimScenarioTest, ExampleLoadsAndMistakesAreNamedByTheirPlace) {
     using vircam_sim::ParseScenario;
     vircam_sim::Scenario scenario;
     std::string error;
-    ASSERT_TRUE(ParseScenario(
-        ReadFile(std::string(VIRCAM_SOURCE_DIR) +
-                 "/tools/vircam-sim/scenarios/remote-dies-while-streaming.json"),
-        scenario, error))
+    ASSERT_TRUE(
+        ParseScenario(ReadFile(std::string(VIRCAM_SOURCE_DIR) +
+                               "/tools/vircam-sim/scenarios/remote-dies-while-streaming.json"),
+                      scenario, error))
         << error;
     ASSERT_EQ(2u, scenario.remotes.size());
     EXPECT_EQ(vircam_sim::Stage::kStreaming, scenario.remotes[0].fault.stage);

@@ -4,15 +4,13 @@
 #include <json/json.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
+#include <unistd.h>  // environ
 
 #include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "Recorder.h"
-
-extern char** environ;
 
 namespace vircam_sim {
 
@@ -88,6 +86,7 @@ std::string Describe(const TourCell& cell) {
 
 std::vector<TourCell> TourCells() {
     std::vector<TourCell> cells;
+    cells.reserve(18);
     for (const Stage stage : {Stage::kControlSession, Stage::kConfigStream, Stage::kDataSession,
                               Stage::kSwitch, Stage::kStreaming, Stage::kSwitchOff}) {
         for (const FaultKind kind : {FaultKind::kTimeout, FaultKind::kFailure, FaultKind::kDeath}) {
@@ -181,8 +180,7 @@ void PrintCellLine(const TourCell& cell, const RunReport& report, FILE* out) {
     line["property"] = report.property;
     line["lost"] = Json::Int64(report.frames.lost);
     line["corrupted"] = Json::Int64(report.frames.corrupted);
-    line["flushed"] =
-        Json::Int64(report.frames.flushedByRemote + report.frames.flushedByPipeline);
+    line["flushed"] = Json::Int64(report.frames.flushedByRemote + report.frames.flushedByPipeline);
     line["open"] = Json::UInt64(report.ResourcesOpen());
     line["passed"] = report.Passed();
     Json::Value& failures = line["failures"] = Json::Value(Json::arrayValue);
@@ -214,6 +212,7 @@ bool Spawn(const std::string& self, const std::vector<std::string>& passOn, Chil
     std::vector<std::string> args{self, "--cell", CellName(child.cell)};
     args.insert(args.end(), passOn.begin(), passOn.end());
     std::vector<char*> argv;
+    argv.reserve(args.size() + 1);
     for (auto& arg : args) {
         argv.push_back(arg.data());
     }
@@ -247,8 +246,8 @@ Json::Value CellLine(const Child& child, const std::string& output) {
         line["cell"] = CellName(child.cell);
         line["results"] = "?";
         line["passed"] = false;
-        line["failures"].append(Printf("the cell's process ended with status %d and no report",
-                                       child.status));
+        line["failures"].append(
+            Printf("the cell's process ended with status %d and no report", child.status));
     }
     if (child.status != 0 && line["passed"].asBool()) {
         line["passed"] = false;
@@ -304,8 +303,8 @@ int RunFaultTour(const std::string& self, const std::vector<std::string>& passOn
         }
         --running;
     }
-    fprintf(out, "\n%-22s %-30s %-9s %-10s %5s %5s  %s\n", "stage:fault", "switch results",
-            "mode", "property", "lost", "open", "check");
+    fprintf(out, "\n%-22s %-30s %-9s %-10s %5s %5s  %s\n", "stage:fault", "switch results", "mode",
+            "property", "lost", "open", "check");
     int failed = 0;
     std::vector<std::pair<Json::Value, std::string>> failures;
     for (const auto& child : children) {

@@ -45,7 +45,7 @@ bool FrameMatches(const uint8_t* data, size_t size, const FrameStamp& stamp) {
     if (size < sizeof(Header)) {
         return false;
     }
-    Header header;
+    Header header{};
     memcpy(&header, data, sizeof(header));
     if (header.magic != kMagic || header.frameNumber != stamp.frameNumber ||
         header.streamId != stamp.streamId || header.bufferId != stamp.bufferId) {

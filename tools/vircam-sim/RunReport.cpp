@@ -38,9 +38,8 @@ std::string RunReport::ResultsText() const {
     }
     std::string text;
     for (const auto& result : results) {
-        text += Printf("%s%s %d%s", text.empty() ? "" : ", ", result.on ? "on" : "off",
-                       result.code,
-                       refused.count(result.seqNum) != 0      ? " refused"
+        text += Printf("%s%s %d%s", text.empty() ? "" : ", ", result.on ? "on" : "off", result.code,
+                       refused.count(result.seqNum) != 0     ? " refused"
                        : commanded.count(result.seqNum) == 0 ? " unasked"
                                                              : "");
     }

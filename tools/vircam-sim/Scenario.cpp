@@ -54,7 +54,7 @@ public:
         }
         for (const auto& name : object.getMemberNames()) {
             if (allowed.count(name) == 0) {
-                return Fail(where + "." + name, "unknown key");
+                return Fail(std::string(where).append(".").append(name), "unknown key");
             }
         }
         return true;

@@ -11,7 +11,15 @@
 namespace vircam_sim {
 
 // Where in a switch's life a fault strikes.
-enum class Stage { kNone, kControlSession, kConfigStream, kDataSession, kSwitch, kStreaming, kSwitchOff };
+enum class Stage {
+    kNone,
+    kControlSession,
+    kConfigStream,
+    kDataSession,
+    kSwitch,
+    kStreaming,
+    kSwitchOff
+};
 enum class FaultKind { kNone, kTimeout, kFailure, kDeath };
 
 struct Fault {
@@ -31,7 +39,7 @@ struct PipelineConfig {
     int32_t cameraId = 0;
     double fps = 30.0;
     int buffersPerStream = 8;
-    size_t bufferBytes = 16 * 1024;
+    size_t bufferBytes = size_t{16} * 1024;
     std::vector<StreamConfig> streams;
     // The camera HAL registers its translator callback this long after
     // opening; a switch-on waits 1 s for it.

@@ -157,13 +157,14 @@ bool ScenarioRunner::WaitForPhysical() {
 }
 
 std::optional<SwitchResult> ScenarioRunner::WaitForResult(const Step& step,
-                                                         const SwitchCommand& command) {
+                                                          const SwitchCommand& command) {
     const android::sp<SimRemote> device = mRemotes.at(step.remote).device;
     const auto timeout = step.expectNoResult ? kNoResultWait : kResultTimeout;
     auto result = mDevMgt->WaitForResult(
         command.seqNum, timeout, [&device] { return device->Dead(); }, kDeathGrace);
     if (!result && !step.expectNoResult && device->Dead()) {
-        Say(Printf("no result for seq %u: the remote's death made the library forget the "
+        Say(
+            Printf("no result for seq %u: the remote's death made the library forget the "
                    "switch callback",
                    command.seqNum));
         mReport.forgotten.push_back(command);
@@ -262,8 +263,7 @@ void ScenarioRunner::AwaitSwitchOff(const std::string& where, const Step& step) 
             "callback");
         return;
     }
-    Say(Printf("seq %u was nobody's command: the library switched off on its own",
-               result->seqNum));
+    Say(Printf("seq %u was nobody's command: the library switched off on its own", result->seqNum));
     if (step.expectCode) {
         Expect(result->code == *step.expectCode,
                Printf("%s: switch-off result %d, expected %d", where.c_str(), result->code,
@@ -310,8 +310,7 @@ void ScenarioRunner::Finish() {
                mReport.property.c_str()));
 
     const Expectations& expect = mScenario.expect;
-    Expect(mReport.mode == expect.mode,
-           "final mode " + mReport.mode + ", expected " + expect.mode);
+    Expect(mReport.mode == expect.mode, "final mode " + mReport.mode + ", expected " + expect.mode);
     Expect(mReport.property == expect.property,
            "property \"" + mReport.property + "\", expected \"" + expect.property + "\"");
     Expect((mReport.mode == "virtual") == (mReport.property != "0"),
@@ -320,9 +319,8 @@ void ScenarioRunner::Finish() {
            Printf("%lld frames lost", static_cast<long long>(mReport.frames.lost)));
     Expect(mReport.frames.corrupted <= expect.framesCorrupted,
            Printf("%lld frames corrupted", static_cast<long long>(mReport.frames.corrupted)));
-    Expect(mReport.frames.stray == 0,
-           Printf("%lld images for no outstanding buffer",
-                  static_cast<long long>(mReport.frames.stray)));
+    Expect(mReport.frames.stray == 0, Printf("%lld images for no outstanding buffer",
+                                             static_cast<long long>(mReport.frames.stray)));
 }
 
 // The camera closes as an app would close it; then nothing may be left open:

@@ -10,8 +10,8 @@ namespace vircam_sim {
 // Microseconds since the first call (main makes that call first thing).
 inline int64_t NowUs() {
     static const auto start = std::chrono::steady_clock::now();
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-               std::chrono::steady_clock::now() - start)
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                                 start)
         .count();
 }
 

@@ -92,12 +92,12 @@ SwitchCommand SimDevMgt::Command(bool on, const RemoteConfig& remote) {
 }
 
 SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::notifySwitchOnResult(uint32_t seqNum,
-                                                                          int32_t result) {
+                                                                           int32_t result) {
     return Record(true, seqNum, result);
 }
 
 SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::notifySwitchOffResult(uint32_t seqNum,
-                                                                           int32_t result) {
+                                                                            int32_t result) {
     return Record(false, seqNum, result);
 }
 

@@ -14,7 +14,7 @@ using Return = android::hardware::Return<T>;
 namespace {
 
 constexpr uint32_t kVirtualStateQuery = 1;
-constexpr int64_t kProgressEveryUs = 1000 * 1000;
+constexpr int64_t kProgressEveryUs = int64_t{1000} * 1000;
 
 }  // namespace
 
@@ -182,10 +182,10 @@ void SimPipeline::ReportProgress(int64_t nowUs) {
         stats = mStats;
         inFlight = mOutstanding.size();
     }
-    const std::string text = Printf(
-        "frame %u: sent %lld, delivered %lld, in flight %zu, local %lld", mNextFrame,
-        static_cast<long long>(stats.sent), static_cast<long long>(stats.delivered), inFlight,
-        static_cast<long long>(stats.local));
+    const std::string text =
+        Printf("frame %u: sent %lld, delivered %lld, in flight %zu, local %lld", mNextFrame,
+               static_cast<long long>(stats.sent), static_cast<long long>(stats.delivered),
+               inFlight, static_cast<long long>(stats.local));
     Say(text);
     mRecorder.Progress(Printf("%8.1f s  %s", static_cast<double>(nowUs) / 1e6, text.c_str()));
 }
@@ -259,9 +259,8 @@ void SimPipeline::SendToLibrary(uint32_t frameNumber) {
     vircam::VirMetaRequest meta;
     meta.frameNumber = static_cast<int32_t>(frameNumber);
     meta.settings = std::vector<uint8_t>{static_cast<uint8_t>(frameNumber), 0x01, 0x02};
-    const bool metaOk =
-        mTranslator->ProcessMetaRequest(mConfig.cameraId, meta).withDefault(
-            CameraStatus::INTERNAL_ERROR) == CameraStatus::OK;
+    const bool metaOk = mTranslator->ProcessMetaRequest(mConfig.cameraId, meta)
+                            .withDefault(CameraStatus::INTERNAL_ERROR) == CameraStatus::OK;
     std::lock_guard<std::mutex> lock(mLock);
     mStats.sent += static_cast<int64_t>(keys.size());
     mStats.metaSent += metaOk ? 1 : 0;
@@ -360,7 +359,8 @@ FrameStats SimPipeline::Stats() {
 
 double SimPipeline::RequestRate() const {
     std::lock_guard<std::mutex> lock(mLock);
-    return mStreamingUs > 0 ? static_cast<double>(mTicks) * 1e6 / mStreamingUs : 0.0;
+    return mStreamingUs > 0 ? static_cast<double>(mTicks) * 1e6 / static_cast<double>(mStreamingUs)
+                            : 0.0;
 }
 
 }  // namespace vircam_sim

@@ -32,16 +32,16 @@ class PipelineCallback;
 // Buffers of a run, by what became of them. Every buffer the library accepts
 // ends up delivered, corrupted, flushed or lost.
 struct FrameStats {
-    int64_t sent = 0;       // accepted by the library for the remote
-    int64_t delivered = 0;  // came back painted right
-    int64_t corrupted = 0;  // came back with the wrong pattern or buffer
+    int64_t sent = 0;               // accepted by the library for the remote
+    int64_t delivered = 0;          // came back painted right
+    int64_t corrupted = 0;          // came back with the wrong pattern or buffer
     int64_t flushedByRemote = 0;    // returned with an error status by a flush
     int64_t flushedByPipeline = 0;  // given up at the flush notice: the remote had died
-    int64_t lost = 0;       // never came back
-    int64_t refused = 0;    // the library said no; served by the local sensor
-    int64_t skipped = 0;    // no free buffer at the frame's time
-    int64_t stray = 0;      // an image for no outstanding buffer
-    int64_t local = 0;      // served by the local sensor while physical
+    int64_t lost = 0;               // never came back
+    int64_t refused = 0;            // the library said no; served by the local sensor
+    int64_t skipped = 0;            // no free buffer at the frame's time
+    int64_t stray = 0;              // an image for no outstanding buffer
+    int64_t local = 0;              // served by the local sensor while physical
     int64_t metaSent = 0;
 };
 

@@ -13,11 +13,11 @@ using pelcamera::GetAnonyUInt32;
 
 constexpr const char* kStepTrack = "library switch steps";
 // Longer than the library's 3 s step wait: the remote that hangs.
-constexpr int64_t kHangUs = 3500 * 1000;
+constexpr int64_t kHangUs = int64_t{3500} * 1000;
 // Requests refused in a row when the remote fails while streaming.
 constexpr int kFailedRequests = 5;
 constexpr int32_t kBufferStatusError = 1;
-constexpr int64_t kHandOverDeathUs = 20 * 1000;
+constexpr int64_t kHandOverDeathUs = int64_t{20} * 1000;
 
 const char* StepKey(int step) {
     static constexpr const char* kKeys[] = {"step1", "step2", "step3"};
@@ -105,8 +105,8 @@ void SimRemote::CallSpan(const char* call, int64_t startUs) {
 }
 
 template <typename Callback>
-void SimRemote::OpenSession(SwitchStep step, Stage stage, const char* call,
-                            const hidl_string& name, Callback cb) {
+void SimRemote::OpenSession(SwitchStep step, Stage stage, const char* call, const hidl_string& name,
+                            Callback cb) {
     const int64_t start = NowUs();
     const int index = static_cast<int>(step);
     mRecorder.trace().Begin(StepKey(index), kStepTrack, StepName(index), start);
@@ -137,7 +137,7 @@ void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId) {
     }
     const bool ok = !FaultAt(stage, FaultKind::kFailure);
     const bool dieAfter = step == SwitchStep::kData && FaultAt(Stage::kSwitch, FaultKind::kDeath);
-    const int64_t due = NowUs() + mConfig.resultLatencyMs * 1000;
+    const int64_t due = NowUs() + int64_t{mConfig.resultLatencyMs} * 1000;
     mAnswers.Post(due, [this, step, sessionId, ok] { Notify(step, sessionId, ok); });
     if (dieAfter) {
         // Late enough that the open call has returned, so the death lands in
@@ -164,26 +164,23 @@ void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
     }
     switch (step) {
         case SwitchStep::kControl: {
-            const auto code = ok ? VirCamOptRet::OPT_CTRL_SESSION_OK
-                                 : VirCamOptRet::OPT_CTRL_SESSION_FAILED;
-            Say(Printf("notifyOpenControlSessionResult(%s, %s)", id.c_str(),
-                       OptRetName(code)));
+            const auto code =
+                ok ? VirCamOptRet::OPT_CTRL_SESSION_OK : VirCamOptRet::OPT_CTRL_SESSION_FAILED;
+            Say(Printf("notifyOpenControlSessionResult(%s, %s)", id.c_str(), OptRetName(code)));
             mService->notifyOpenControlSessionResult(sessionId, code).isOk();
             break;
         }
         case SwitchStep::kConfig: {
-            const auto code = ok ? VirCamOptRet::OPT_CONFIG_STREAM_OK
-                                 : VirCamOptRet::OPT_CONFIG_STREAM_FAILED;
-            Say(Printf("notifyConfigStreamResult(%s, %s)", id.c_str(),
-                       OptRetName(code)));
+            const auto code =
+                ok ? VirCamOptRet::OPT_CONFIG_STREAM_OK : VirCamOptRet::OPT_CONFIG_STREAM_FAILED;
+            Say(Printf("notifyConfigStreamResult(%s, %s)", id.c_str(), OptRetName(code)));
             mService->notifyConfigStreamResult(sessionId, code).isOk();
             break;
         }
         case SwitchStep::kData: {
-            const auto code = ok ? VirCamOptRet::OPT_DATA_SESSION_OK
-                                 : VirCamOptRet::OPT_DATA_SESSION_FAILED;
-            Say(Printf("notifyOpenDataSessionResult(%s, %s)", id.c_str(),
-                       OptRetName(code)));
+            const auto code =
+                ok ? VirCamOptRet::OPT_DATA_SESSION_OK : VirCamOptRet::OPT_DATA_SESSION_FAILED;
+            Say(Printf("notifyOpenDataSessionResult(%s, %s)", id.c_str(), OptRetName(code)));
             mService->notifyOpenDataSessionResult(sessionId, code).isOk();
             break;
         }
@@ -267,11 +264,12 @@ bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {
         --mFailuresLeft;
         return false;
     }
-    const int64_t due = NowUs() + mConfig.imageLatencyMs * 1000;
+    const int64_t due = NowUs() + int64_t{mConfig.imageLatencyMs} * 1000;
     for (const auto& buffer : buffers) {
-        PendingImage image{due, std::make_unique<BufferMapping>(buffer.buffer.getNativeHandle()),
-                           {static_cast<uint32_t>(buffer.frameNumber), buffer.streamId,
-                            buffer.bufferId}};
+        PendingImage image{
+            due,
+            std::make_unique<BufferMapping>(buffer.buffer.getNativeHandle()),
+            {static_cast<uint32_t>(buffer.frameNumber), buffer.streamId, buffer.bufferId}};
         mImages.push_back(std::move(image));
     }
     mImagesChanged.notify_all();

@@ -20,8 +20,8 @@ public:
     bool Enabled() const { return mEnabled; }
 
     // A span whose start and end are both known.
-    void Complete(const std::string& track, const std::string& name, int64_t startUs,
-                  int64_t endUs, const Json::Value& args = Json::Value());
+    void Complete(const std::string& track, const std::string& name, int64_t startUs, int64_t endUs,
+                  const Json::Value& args = Json::Value());
     void Instant(const std::string& track, const std::string& name, int64_t atUs);
     // A span that one thread opens and another closes (a call and its
     // asynchronous result). Closing an unknown key does nothing.
@@ -38,7 +38,7 @@ private:
     struct OpenSpan {
         std::string track;
         std::string name;
-        int64_t startUs;
+        int64_t startUs = 0;
     };
     int TrackId(const std::string& track);  // caller holds mLock
     void Push(Json::Value event);           // caller holds mLock
