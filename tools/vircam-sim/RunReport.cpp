@@ -68,8 +68,10 @@ void PrintSummary(const RunReport& report, FILE* out) {
             Count(f.flushedByRemote + f.flushedByPipeline), Count(f.flushedByRemote),
             Count(f.flushedByPipeline), Count(f.refused), Count(f.skipped), Count(f.stray),
             Count(f.local));
-    fprintf(out, "  requests         %.1f capture requests per second kept up; %lld metadata\n",
-            report.requestRate, Count(f.metaSent));
+    fprintf(out,
+            "  rate             %.1f frames/s paced; %.1f capture requests/s to the library while "
+            "virtual; %lld metadata requests\n",
+            report.requestRate, report.virtualRequestRate, Count(f.metaSent));
     fprintf(out, "  final state      camera %s, property \"%s\"\n", report.mode.c_str(),
             report.property.c_str());
     fprintf(out, "  left open        %zu sessions, %zu death links, %d file descriptors\n",

@@ -21,7 +21,8 @@ struct RunReport {
     std::vector<double> switchOnMs;   // command to result 300
     std::vector<double> switchOffMs;  // command to result 300 with the camera back
     FrameStats frames;
-    double requestRate = 0;  // capture requests per second the pipeline kept up
+    double requestRate = 0;         // frame ticks per second the pipeline kept up
+    double virtualRequestRate = 0;  // capture requests per second to the library
     std::string mode;
     std::string property;
     size_t sessionsOpen = 0;  // at the remotes, after the camera closed

@@ -305,6 +305,7 @@ void ScenarioRunner::Finish() {
     mPipeline->Drain(kDrainTimeout);
     mReport.frames = mPipeline->Stats();
     mReport.requestRate = mPipeline->RequestRate();
+    mReport.virtualRequestRate = mPipeline->VirtualRequestRate();
     mReport.results = mDevMgt->Results();
     Say(Printf("end of steps: camera %s, property \"%s\"", mReport.mode.c_str(),
                mReport.property.c_str()));

@@ -41,7 +41,7 @@ bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error
         } else if (arg == "--latency" && hasValue && Number(argv[i + 1], 0, 60000, number)) {
             options.passOn.insert(options.passOn.end(), {arg, value()});
             options.latencyMs = static_cast<int>(number);
-        } else if (arg == "--fps" && hasValue && Number(argv[i + 1], 1, 1000, number)) {
+        } else if (arg == "--fps" && hasValue && Number(argv[i + 1], 1, 100000, number)) {
             options.passOn.insert(options.passOn.end(), {arg, value()});
             options.fps = number;
         } else if (arg == "--streams" && hasValue && Number(argv[i + 1], 1, 8, number)) {
@@ -104,7 +104,7 @@ what to show:
 
 what to change (for every remote / the pipeline):
   --latency MS         remote result and image latency (default 0)
-  --fps N              capture requests per second (default 30, at most 1000)
+  --fps N              capture requests per second (default 30, at most 100000)
   --streams N          streams of the camera (default 3, at most 8)
   --stream-seconds S   length of each "stream" step of the default handover
   --parallel N         tour cells run side by side (default 6)

@@ -196,6 +196,11 @@ void SimPipeline::Tick(uint32_t frameNumber) {
     {
         std::lock_guard<std::mutex> lock(mLock);
         ++mTicks;
+        const int64_t now = NowUs();
+        if (isVirtual && mWasVirtual && mLastTickUs > 0) {
+            mVirtualUs += now - mLastTickUs;
+        }
+        mLastTickUs = now;
         changed = isVirtual != mWasVirtual;
         mWasVirtual = isVirtual;
         if (!isVirtual) {
@@ -263,6 +268,7 @@ void SimPipeline::SendToLibrary(uint32_t frameNumber) {
                             .withDefault(CameraStatus::INTERNAL_ERROR) == CameraStatus::OK;
     std::lock_guard<std::mutex> lock(mLock);
     mStats.sent += static_cast<int64_t>(keys.size());
+    ++mVirtualRequests;
     mStats.metaSent += metaOk ? 1 : 0;
 }
 
@@ -355,6 +361,13 @@ FrameStats SimPipeline::Stats() {
     FrameStats stats = mStats;
     stats.lost = static_cast<int64_t>(mOutstanding.size());
     return stats;
+}
+
+double SimPipeline::VirtualRequestRate() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mVirtualUs > 0
+               ? static_cast<double>(mVirtualRequests) * 1e6 / static_cast<double>(mVirtualUs)
+               : 0.0;
 }
 
 double SimPipeline::RequestRate() const {

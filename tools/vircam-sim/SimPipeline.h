@@ -66,6 +66,8 @@ public:
     FrameStats Stats();  // counts what is still out as lost
     size_t DeathLinks() const { return mProcess->liveRecipients(); }
     double RequestRate() const;
+    // Capture requests per second that went to the library while virtual.
+    double VirtualRequestRate() const;
 
     void OnImage(const vircam::VirImageResult& result);
     void OnCommand(uint32_t cmdId);
@@ -106,6 +108,9 @@ private:
     bool mWasVirtual = false;
     int64_t mStreamingUs = 0;
     int64_t mTicks = 0;
+    int64_t mLastTickUs = 0;
+    int64_t mVirtualUs = 0;
+    int64_t mVirtualRequests = 0;
 
     std::atomic<bool> mStreaming{false};
     std::thread mCapture;
