@@ -65,10 +65,13 @@ SimPipeline::~SimPipeline() {
     mCallback->Detach();
 }
 
-std::string SimPipeline::StreamTrack(int32_t streamId) const {
+std::string SimPipeline::StreamText(int32_t streamId) const {
     const StreamConfig& stream = mConfig.streams[static_cast<size_t>(streamId)];
-    return Printf("stream %d  %ux%u %s", streamId, stream.width, stream.height,
-                  FormatName(stream.format));
+    return Printf("%ux%u %s", stream.width, stream.height, FormatName(stream.format));
+}
+
+std::string SimPipeline::StreamTrack(int32_t streamId) const {
+    return Printf("stream %d  %s", streamId, StreamText(streamId).c_str());
 }
 
 bool SimPipeline::Open() {
@@ -80,7 +83,7 @@ bool SimPipeline::Open() {
         streams[i].width = mConfig.streams[i].width;
         streams[i].height = mConfig.streams[i].height;
         streams[i].format = mConfig.streams[i].format;
-        list += (i == 0 ? "" : ", ") + StreamTrack(static_cast<int32_t>(i)).substr(7);
+        list += (i == 0 ? "" : ", ") + StreamText(static_cast<int32_t>(i));
     }
     mTranslator->BackupPhyConfigStreams(mConfig.cameraId, streams).isOk();
     mBuffers.resize(mConfig.streams.size());

@@ -87,6 +87,7 @@ private:
     int TakeFreeBuffer(int32_t streamId);  // caller holds mLock
     void Resolve(const FrameKey& key, const Outstanding& out, const char* outcome);
     void ReportProgress(int64_t nowUs);
+    std::string StreamText(int32_t streamId) const;
     std::string StreamTrack(int32_t streamId) const;
     static uint64_t BufferId(int32_t streamId, int index) { return streamId * 1000ull + index; }
     void Say(const std::string& text) { mRecorder.Event("pipeline", text); }

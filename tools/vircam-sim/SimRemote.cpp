@@ -221,28 +221,25 @@ android::hardware::Return<SimRemote::CameraStatus> SimRemote::configStream(
     return CameraStatus::OK;
 }
 
-android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeControlSession(
-    uint32_t controlSessionId) {
+SimRemote::CameraStatus SimRemote::CloseSession(const char* call, uint32_t sessionId) {
     const int64_t start = NowUs();
     {
         std::lock_guard<std::mutex> lock(mLock);
-        mOpenSessions.erase(controlSessionId);
+        mOpenSessions.erase(sessionId);
     }
-    Say(Printf("closeControlSession(%s)", GetAnonyUInt32(controlSessionId).c_str()));
-    CallSpan("closeControlSession", start);
+    Say(Printf("%s(%s)", call, GetAnonyUInt32(sessionId).c_str()));
+    CallSpan(call, start);
     return CameraStatus::OK;
+}
+
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeControlSession(
+    uint32_t controlSessionId) {
+    return CloseSession("closeControlSession", controlSessionId);
 }
 
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeDataSession(
     uint32_t dataSessionId) {
-    const int64_t start = NowUs();
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        mOpenSessions.erase(dataSessionId);
-    }
-    Say(Printf("closeDataSession(%s)", GetAnonyUInt32(dataSessionId).c_str()));
-    CallSpan("closeDataSession", start);
-    return CameraStatus::OK;
+    return CloseSession("closeDataSession", dataSessionId);
 }
 
 bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {

@@ -87,6 +87,7 @@ private:
     template <typename Callback>
     void OpenSession(SwitchStep step, Stage stage, const char* call, const hidl_string& name,
                      Callback cb);
+    CameraStatus CloseSession(const char* call, uint32_t sessionId);
     // Takes the request's buffers; false when this request is to fail.
     bool AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers);
     void RunImages();
