@@ -162,29 +162,29 @@ void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
     if (step == SwitchStep::kData && ok) {
         mRecorder.trace().Begin("step4", kStepTrack, "Step4 switch translator, report", now);
     }
-    switch (step) {
-        case SwitchStep::kControl: {
-            const auto code =
-                ok ? VirCamOptRet::OPT_CTRL_SESSION_OK : VirCamOptRet::OPT_CTRL_SESSION_FAILED;
-            Say(Printf("notifyOpenControlSessionResult(%s, %s)", id.c_str(), OptRetName(code)));
-            mService->notifyOpenControlSessionResult(sessionId, code).isOk();
-            break;
-        }
-        case SwitchStep::kConfig: {
-            const auto code =
-                ok ? VirCamOptRet::OPT_CONFIG_STREAM_OK : VirCamOptRet::OPT_CONFIG_STREAM_FAILED;
-            Say(Printf("notifyConfigStreamResult(%s, %s)", id.c_str(), OptRetName(code)));
-            mService->notifyConfigStreamResult(sessionId, code).isOk();
-            break;
-        }
-        case SwitchStep::kData: {
-            const auto code =
-                ok ? VirCamOptRet::OPT_DATA_SESSION_OK : VirCamOptRet::OPT_DATA_SESSION_FAILED;
-            Say(Printf("notifyOpenDataSessionResult(%s, %s)", id.c_str(), OptRetName(code)));
-            mService->notifyOpenDataSessionResult(sessionId, code).isOk();
-            break;
-        }
-    }
+    using Report =
+        android::hardware::Return<void> (vircam::IVirCameraChannel::*)(uint32_t, VirCamOptRet);
+    struct StepReport {
+        const char* name;
+        VirCamOptRet ok;
+        VirCamOptRet failed;
+        Report report;
+    };
+    static const StepReport kReports[] = {
+        {"notifyOpenControlSessionResult", VirCamOptRet::OPT_CTRL_SESSION_OK,
+         VirCamOptRet::OPT_CTRL_SESSION_FAILED,
+         &vircam::IVirCameraChannel::notifyOpenControlSessionResult},
+        {"notifyConfigStreamResult", VirCamOptRet::OPT_CONFIG_STREAM_OK,
+         VirCamOptRet::OPT_CONFIG_STREAM_FAILED,
+         &vircam::IVirCameraChannel::notifyConfigStreamResult},
+        {"notifyOpenDataSessionResult", VirCamOptRet::OPT_DATA_SESSION_OK,
+         VirCamOptRet::OPT_DATA_SESSION_FAILED,
+         &vircam::IVirCameraChannel::notifyOpenDataSessionResult},
+    };
+    const StepReport& report = kReports[index];
+    const VirCamOptRet code = ok ? report.ok : report.failed;
+    Say(Printf("%s(%s, %s)", report.name, id.c_str(), OptRetName(code)));
+    ((*mService).*report.report)(sessionId, code).isOk();
 }
 
 android::hardware::Return<void> SimRemote::openControlSession(const hidl_string& /*deviceId*/,
