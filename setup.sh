@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake g++ ninja-build googletest libgtest-dev libgmock-dev libbenchmark-dev
           libjsoncpp-dev android-libutils-dev android-liblog-dev android-libcutils-dev
-          android-libbase-dev clang libclang-rt-14-dev)
+          android-libbase-dev clang libclang-rt-14-dev hidl-gen blueprint-tools)
 
 missing=()
 for p in "${packages[@]}"; do
@@ -14,6 +14,6 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
     echo "setup: installing ${missing[*]}"
     export DEBIAN_FRONTEND=noninteractive
-    apt-get update -qq
-    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    apt-get -o DPkg::Lock::Timeout=600 update -qq
+    apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 fi

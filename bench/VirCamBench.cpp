@@ -201,7 +201,7 @@ void EnsurePipelines(size_t count) {
 }
 
 vircam::VirImageResult Image() {
-    vircam::VirImageResult image;
+    vircam::VirImageResult image{};
     image.frameNumber = 7;
     image.bufferId = 3;
     image.streamId = 1;
@@ -242,7 +242,7 @@ BENCHMARK(BM_ImageDeliveryFloor)->Arg(1)->Arg(2)->Arg(4);
 
 void BM_MetaRequest(benchmark::State& state) {
     Library& library = Library::Get();
-    vircam::VirMetaRequest request;
+    vircam::VirMetaRequest request{};
     request.frameNumber = 7;
     for (auto _ : state) {
         CameraStatus status = library.translator->ProcessMetaRequest(kCameraId, request);

@@ -136,7 +136,7 @@ void PipelineCall(Peers& peers, FuzzedDataProvider& in) {
                 .isOk();
             break;
         case 2: {
-            vircam::VirMetaRequest meta;
+            vircam::VirMetaRequest meta{};
             meta.frameNumber = in.ConsumeIntegral<int32_t>();
             translator.ProcessMetaRequest(0, meta).isOk();
             break;

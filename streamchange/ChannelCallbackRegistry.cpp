@@ -30,9 +30,10 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerVirtualChannelCall
         VIRCAM_LOGE(kStreamChangeLog, "%s: the registed callback is null");
         return CameraStatus::ILLEGAL_ARGUMENT;
     }
+    // The same-type cast never calls the peer, so a peer that is already dead
+    // still registers; its first switch-on then fails in Step1 and rolls back.
     sp<vircam::IVirCameraChannelCallback> channelCallback =
-        vircam::IVirCameraChannelCallback::castFrom(
-            sp<::android::hidl::base::V1_0::IBase>(callback));
+        vircam::IVirCameraChannelCallback::castFrom(callback);
     if (channelCallback == nullptr) {
         VIRCAM_LOGE(kStreamChangeLog, "%s: cast register IVirCameraChannelCallback failed");
         return CameraStatus::INTERNAL_ERROR;
@@ -40,8 +41,11 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerVirtualChannelCall
     const ChannelKey key = MakeKey(deviceId, serviceId);
     {
         std::lock_guard<std::mutex> lock(mChannelCallbackMutex);
-        sp<vircam::IVirCameraChannelCallback> old = FindChannelCallbackLocked(key);
-        if (old == nullptr) {
+        // An entry left empty by PrepareSwitchOn's inserting lookup is still an
+        // entry here: it is replaced as a registration, its (missing) death
+        // link cleared.
+        auto existing = mChannelCallbackMap->find(key);
+        if (existing == mChannelCallbackMap->end()) {
             VIRCAM_LOGI(kStreamChangeLog,
                         "%s: register virtual camera callback success, deviceid: %s, serviceid: %s",
                         GetAnonyString(deviceId).c_str(), GetAnonyString(serviceId).c_str());
@@ -50,7 +54,7 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerVirtualChannelCall
                         "%s: the virtual camera has been registed, register again, deviceid: %s, "
                         "serviceid: %s",
                         GetAnonyString(deviceId).c_str(), GetAnonyString(serviceId).c_str());
-            ClearLinkToDeath(old, key.first, key.second);
+            ClearLinkToDeath(existing->second, key.first, key.second);
         }
         (*mChannelCallbackMap)[key] = channelCallback;
     }
@@ -58,7 +62,7 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerVirtualChannelCall
     return CameraStatus::OK;
 }
 
-// Takes the registry's lock, which the original left out: a racing switch
+// Takes the registry's lock, which the lookup-and-erase needs: a racing switch
 // step could otherwise read the map while it is being erased from. The order
 // callback map before death-recipient map is kept.
 Return<CameraStatus> VirCameraChannelForStreamChange::unregisterVirtualChannelCallback(
@@ -76,9 +80,9 @@ Return<CameraStatus> VirCameraChannelForStreamChange::unregisterVirtualChannelCa
     if (it == mChannelCallbackMap->end()) {
         return CameraStatus::OK;
     }
-    if (it->second != nullptr) {
-        ClearLinkToDeath(it->second, key.first, key.second);
-    }
+    // Also for an entry left empty by PrepareSwitchOn: ClearLinkToDeath then
+    // logs that it found nothing to unlink.
+    ClearLinkToDeath(it->second, key.first, key.second);
     mChannelCallbackMap->erase(it);
     return CameraStatus::OK;
 }
@@ -90,9 +94,9 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerCameraSwitchCallba
         VIRCAM_LOGE(kStreamChangeLog, "%s: the registed DevMgt callback is null");
         return CameraStatus::ILLEGAL_ARGUMENT;
     }
+    // Same-type cast: no call into the peer.
     sp<vircam::IVirCameraSwitchCallback> switchCallback =
-        vircam::IVirCameraSwitchCallback::castFrom(
-            sp<::android::hidl::base::V1_0::IBase>(callback));
+        vircam::IVirCameraSwitchCallback::castFrom(callback);
     if (switchCallback == nullptr) {
         VIRCAM_LOGE(kStreamChangeLog, "%s: cast register IVirCameraSwitchCallback failed");
         return CameraStatus::INTERNAL_ERROR;

@@ -15,13 +15,17 @@ uint32_t VirCameraChannelForStreamChange::NextSeqNum() {
 
 Return<void> VirCameraChannelForStreamChange::switchOnVirtualCamera(
     const hidl_string& deviceId, const hidl_string& serviceId, switchOnVirtualCamera_cb _hidl_cb) {
+    // The generated stub always passes a result callback; an empty one is a
+    // programming fault of the caller and throws std::bad_function_call.
     const uint32_t seqNum = NextSeqNum();
     VIRCAM_LOGI(kStreamChangeLog, "%s: receive swtich on cmd, seqNum: %s",
                 GetAnonyUInt32(seqNum).c_str());
-    if (GetCameraMode() == PHYSICAL && !CheckVirCamBusy(deviceId, serviceId)) {
+    const int32_t mode = GetCameraMode();
+    if (mode == PHYSICAL && !CheckVirCamBusy(deviceId, serviceId)) {
         // The answer is given under the queue mutex, so it always precedes the
         // start of the task.
         std::lock_guard<std::mutex> lock(mSwitchOnTaskMutex);
+        mHistory.Command(seqNum, true, deviceId, serviceId, SwitchRefusal::NONE);
         mSwitchOnTasks->push_back({deviceId, serviceId, seqNum});
         mSwitchOnTaskCond.notify_one();
         _hidl_cb(CameraStatus::OK, seqNum);
@@ -33,6 +37,8 @@ Return<void> VirCameraChannelForStreamChange::switchOnVirtualCamera(
     }
     VIRCAM_LOGI(kStreamChangeLog,
                 "%s: in virtual or switching mode, or virtual camera busy, can not switch on");
+    mHistory.Command(seqNum, true, deviceId, serviceId,
+                     mode == PHYSICAL ? SwitchRefusal::BUSY : SwitchRefusal::MODE);
     _hidl_cb(CameraStatus::ILLEGAL_ARGUMENT, seqNum);
     NotifySwitchOnResult(seqNum, SWITCH_RESULT_FAILED);
     return ::android::hardware::Void();
@@ -42,8 +48,10 @@ Return<void> VirCameraChannelForStreamChange::switchOffVirtualCamera(
     const hidl_string& deviceId, const hidl_string& serviceId, switchOffVirtualCamera_cb _hidl_cb) {
     const uint32_t seqNum = NextSeqNum();
     VIRCAM_LOGI(kStreamChangeLog, "%s: receive switch off cmd, seqNum: %u", seqNum);
-    if (GetCameraMode() == VIRTUAL && CheckVirCamBusy(deviceId, serviceId)) {
+    const int32_t mode = GetCameraMode();
+    if (mode == VIRTUAL && CheckVirCamBusy(deviceId, serviceId)) {
         std::lock_guard<std::mutex> lock(mSwitchOffTaskMutex);
+        mHistory.Command(seqNum, false, deviceId, serviceId, SwitchRefusal::NONE);
         mSwitchOffTasks->push_back({deviceId, serviceId, seqNum});
         mSwitchOffTaskCond.notify_one();
         _hidl_cb(CameraStatus::OK, seqNum);
@@ -57,11 +65,16 @@ Return<void> VirCameraChannelForStreamChange::switchOffVirtualCamera(
     // where the device-management side wants it.
     VIRCAM_LOGI(kStreamChangeLog,
                 "%s: in physical or switching mode, or virtual camera free, can not switch off");
+    mHistory.Command(seqNum, false, deviceId, serviceId,
+                     mode == VIRTUAL ? SwitchRefusal::NOT_IN_USE : SwitchRefusal::MODE);
     _hidl_cb(CameraStatus::OK, seqNum);
     NotifySwitchOffResult(seqNum, SWITCH_RESULT_OK);
     return ::android::hardware::Void();
 }
 
+// A thread that cannot be started throws std::system_error out of the
+// registration and ends the process: without its workers the service could
+// never switch, and there is no status that says so.
 void VirCameraChannelForStreamChange::StartSwitchThreads() {
     {
         std::lock_guard<std::mutex> lock(mWorkerLifeMutex);
@@ -73,7 +86,9 @@ void VirCameraChannelForStreamChange::StartSwitchThreads() {
 
 // The workers live as long as the process; the service is destroyed only at
 // exit, and glibc's pthread_cond_destroy blocks while a thread still waits on
-// the condition variable, so the destructor lets them leave first.
+// the condition variable, so the destructor lets them leave first. A running
+// switch-on stops after the step it is in (a step can wait seconds on a
+// remote); a switch-off is one step; the tasks still queued are dropped.
 void VirCameraChannelForStreamChange::StopSwitchThreads() {
     mWorkersStopping = true;
     for (auto* queue : {&mSwitchOnTaskMutex, &mSwitchOffTaskMutex}) {
@@ -82,7 +97,11 @@ void VirCameraChannelForStreamChange::StopSwitchThreads() {
     mSwitchOnTaskCond.notify_all();
     mSwitchOffTaskCond.notify_all();
     std::unique_lock<std::mutex> lock(mWorkerLifeMutex);
-    mWorkerLifeCond.wait(lock, [this] { return mWorkersRunning == 0; });
+    android::base::ScopedLockAssertion held(mWorkerLifeMutex);
+    mWorkerLifeCond.wait(lock, [this] {
+        android::base::ScopedLockAssertion heldInWait(mWorkerLifeMutex);
+        return mWorkersRunning == 0;
+    });
 }
 
 void VirCameraChannelForStreamChange::DoSwitchOnTask() {
@@ -90,23 +109,23 @@ void VirCameraChannelForStreamChange::DoSwitchOnTask() {
     // Held between the step waits, which release it while they sleep.
     std::unique_lock<std::mutex> channelOpt(mChannelOptMutex);
     mChannelOptOwner = std::this_thread::get_id();
-    RunSwitchWorker(mSwitchOnTaskMutex, mSwitchOnTaskCond, *mSwitchOnTasks, true);
+    RunSwitchWorker(mSwitchOnTaskMutex, mSwitchOnTaskCond, mSwitchOnTasks, true);
     mChannelOptOwner = std::thread::id();
 }
 
 void VirCameraChannelForStreamChange::DoSwitchOffTask() {
     VIRCAM_LOGI(kStreamChangeLog, "%s: Start Execute Switch Off task Thread");
-    RunSwitchWorker(mSwitchOffTaskMutex, mSwitchOffTaskCond, *mSwitchOffTasks, false);
+    RunSwitchWorker(mSwitchOffTaskMutex, mSwitchOffTaskCond, mSwitchOffTasks, false);
 }
 
 // Tasks are worked newest first. The queue mutex is held through a whole
 // sequence, so a command accepted meanwhile waits in the intake.
-void VirCameraChannelForStreamChange::RunSwitchWorker(std::mutex& queueMutex,
-                                                      std::condition_variable& queueCond,
-                                                      std::vector<SwitchTask>& tasks,
-                                                      bool switchOn) {
+void VirCameraChannelForStreamChange::RunSwitchWorker(
+    std::mutex& queueMutex, std::condition_variable& queueCond,
+    const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn) {
     const char* const name = switchOn ? "DoSwitchOnTask" : "DoSwitchOffTask";
     std::unique_lock<std::mutex> queue(queueMutex);
+    std::vector<SwitchTask>& tasks = *queued;
     while (!mWorkersStopping) {
         if (tasks.empty()) {
             kStreamChangeLog.I(switchOn ? "%s: NO switch on task now, wait on ..."
@@ -116,7 +135,10 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(std::mutex& queueMutex,
             queueCond.wait(queue);  // NOLINT(bugprone-spuriously-wake-up-functions)
             continue;
         }
-        while (!tasks.empty()) {
+        // At exit only the task already running is finished: each can take
+        // seconds (indefinitely with a remote that never answers a call), so
+        // the ones still queued are dropped.
+        while (!tasks.empty() && !mWorkersStopping) {
             const SwitchTask task = tasks.back();
             kStreamChangeLog.I(
                 switchOn ? "%s: start switch on, deviceid: %s, serviceid: %s, seqNum: %s"
@@ -124,6 +146,11 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(std::mutex& queueMutex,
                 name, GetAnonyString(task.deviceId).c_str(), GetAnonyString(task.serviceId).c_str(),
                 GetAnonyUInt32(task.seqNum).c_str());
             std::lock_guard<std::mutex> work(mSwitchWorkMutex);
+            if (mWorkersStopping) {
+                // Exit began while the other worker ran its sequence.
+                break;
+            }
+            const SwitchHistory::Sequence running(mHistory, task.seqNum, switchOn);
             if (switchOn) {
                 DoSwitchOnVirtualCamera(task.deviceId, task.serviceId, task.seqNum).isOk();
             } else {
@@ -188,23 +215,31 @@ void VirCameraChannelForStreamChange::UnBindCameraHal() {
 }
 
 void VirCameraChannelForStreamChange::NotifySwitchOnResult(uint32_t seqNum, int32_t code) {
-    std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
-    if (mSwitchCallback == nullptr) {
-        return;
+    bool delivered = false;
+    {
+        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
+        if (mSwitchCallback != nullptr) {
+            delivered = mSwitchCallback->notifySwitchOnResult(seqNum, code).isOk();
+            if (!delivered) {
+                VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch on failed");
+            }
+        }
     }
-    if (!mSwitchCallback->notifySwitchOnResult(seqNum, code).isOk()) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch on failed");
-    }
+    mHistory.Result(seqNum, code, delivered);
 }
 
 void VirCameraChannelForStreamChange::NotifySwitchOffResult(uint32_t seqNum, int32_t code) {
-    std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
-    if (mSwitchCallback == nullptr) {
-        return;
+    bool delivered = false;
+    {
+        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
+        if (mSwitchCallback != nullptr) {
+            delivered = mSwitchCallback->notifySwitchOffResult(seqNum, code).isOk();
+            if (!delivered) {
+                VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch off failed");
+            }
+        }
     }
-    if (!mSwitchCallback->notifySwitchOffResult(seqNum, code).isOk()) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch off failed");
-    }
+    mHistory.Result(seqNum, code, delivered);
 }
 
 bool VirCameraChannelForStreamChange::PrepareSwitchOn(uint32_t /*seqNum*/, const ChannelKey& key) {

@@ -71,11 +71,16 @@ Return<void> VirCameraChannelForStreamChange::DoSwitchOnVirtualCamera(const hidl
     static constexpr struct {
         Step run;
         const char* failure;
+        SwitchPhase phase;
     } kSteps[] = {
-        {&VirCameraChannelForStreamChange::OpenControlSession, "%s: open control session failed"},
-        {&VirCameraChannelForStreamChange::ConfigStream, "%s: config steam failed"},
-        {&VirCameraChannelForStreamChange::OpenDataSession, "%s: open data session failed"},
-        {&VirCameraChannelForStreamChange::DoSwitchWork, "%s: switch phy cam to vir cam failed"},
+        {&VirCameraChannelForStreamChange::OpenControlSession, "%s: open control session failed",
+         SwitchPhase::CONTROL},
+        {&VirCameraChannelForStreamChange::ConfigStream, "%s: config steam failed",
+         SwitchPhase::CONFIGURATION},
+        {&VirCameraChannelForStreamChange::OpenDataSession, "%s: open data session failed",
+         SwitchPhase::DATA},
+        {&VirCameraChannelForStreamChange::DoSwitchWork, "%s: switch phy cam to vir cam failed",
+         SwitchPhase::SWITCH},
     };
 
     VIRCAM_LOGI(kStreamChangeLog, "[Step0] %s: start switch task, seqNum: %s",
@@ -85,14 +90,24 @@ Return<void> VirCameraChannelForStreamChange::DoSwitchOnVirtualCamera(const hidl
     BindCameraHal();
     const ChannelKey key(deviceId, serviceId);
     bool switched = false;
+    SwitchHistory::PhaseClock phases(mHistory, seqNum);
+    phases.Enter(SwitchPhase::HAL_INIT);
     if (!CheckHalInitStatus(seqNum)) {
         VIRCAM_LOGI(kStreamChangeLog, "%s: hal init err");
-    } else if (!PrepareSwitchOn(seqNum, key)) {
+    } else if (phases.Enter(SwitchPhase::PREPARE); !PrepareSwitchOn(seqNum, key)) {
         VIRCAM_LOGI(kStreamChangeLog, "%s: prepare switch on failed");
     } else {
         auto session = std::make_shared<VirCamSession>();
         switched = true;
         for (const auto& step : kSteps) {
+            if (mWorkersStopping) {
+                // Process exit: the step that ran has settled what it opened;
+                // the rest is dropped with the process, as the destructor
+                // drops every remote without a call.
+                kStreamChangeLog.I("%s: process exiting, switch on abandoned", __func__);
+                return ::android::hardware::Void();
+            }
+            phases.Enter(step.phase);
             if (!(this->*step.run)(seqNum, key, session)) {
                 kStreamChangeLog.E(step.failure, __func__);
                 switched = false;
@@ -101,6 +116,7 @@ Return<void> VirCameraChannelForStreamChange::DoSwitchOnVirtualCamera(const hidl
         }
     }
     if (switched) {
+        phases.Enter(SwitchPhase::CLEAR_OLD);
         DoWorkAfterSwitch(key, seqNum);
         SetToVirtualMode();
     } else {
@@ -127,7 +143,7 @@ bool VirCameraChannelForStreamChange::ConfigStream(uint32_t seqNum, const Channe
                                                    std::shared_ptr<VirCamSession>& session) {
     VIRCAM_LOGI(kStreamChangeLog, "[Step2] %s: start configstream, seqNum: %s",
                 GetAnonyUInt32(seqNum).c_str());
-    std::unique_lock<std::mutex> registry(mChannelCallbackMutex);
+    std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
     sp<vircam::IVirCameraChannelCallback> callback =
         FindChannelCallbackOrLog(__func__, kCbNotRegisted, key);
     if (callback == nullptr) {
@@ -138,33 +154,31 @@ bool VirCameraChannelForStreamChange::ConfigStream(uint32_t seqNum, const Channe
         NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
         return UndoSwitchStep(callback, key);
     }
-    // The stream backup is read without the registry's lock: a pipeline
-    // reconfiguring while virtual holds the backup's lock and then needs the
-    // registry, so holding both here in the other order could deadlock. The
-    // callback in hand stays valid; the lock is back for the call, the wait
-    // and any undo.
-    registry.unlock();
+    // The registry stays held through the poll, the call, the wait and any
+    // undo, so a registration or death of this remote waits for the step and
+    // the step's own failure reaches device management. The backup is read
+    // as a snapshot under a leaf lock, never under the pipeline's
+    // stream-configuration lock, so this order cannot invert with a
+    // reconfiguration while virtual.
     hidl_vec<vircam::VirStream> streams = WaitForCachedConfigStreams();
     ConvertToHidlVirStream(streams);
-    registry.lock();
     Return<CameraStatus> result =
         callback->configStream(RouteOf(*session).controlSessionId, streams);
     return DealConfigStreamResult(result, callback, seqNum, key, session);
 }
 
-// The backup is copied under its lock rather than read through the
-// reference GetCachedConfigStreams() hands out: Close() empties it under that
-// lock, and a read without it could meet freed memory. The pipeline may not
-// have configured its streams yet; after about 1.5 s the
-// switch goes on with an empty configuration.
+// The pipeline may not have configured its streams yet; after about 1.5 s
+// the switch goes on with an empty configuration. The copy is the worker's
+// own: the snapshot it came from may be replaced meanwhile.
 hidl_vec<vircam::VirStream> VirCameraChannelForStreamChange::WaitForCachedConfigStreams() {
-    hidl_vec<vircam::VirStream> streams = mCamTrans->CopyCachedConfigStreams();
-    for (int32_t attempt = 1; streams.size() == 0 && attempt <= kStreamPollAttempts; ++attempt) {
-        streams = mCamTrans->CopyCachedConfigStreams();
+    std::shared_ptr<const hidl_vec<vircam::VirStream>> snapshot =
+        mCamTrans->ConfigStreamsSnapshot();
+    for (int32_t attempt = 1; snapshot == nullptr && attempt <= kStreamPollAttempts; ++attempt) {
+        snapshot = mCamTrans->ConfigStreamsSnapshot();
         kStreamChangeLog.W("%s: wait for configstream %d times", "ConfigStream", attempt);
         usleep(kStreamPollIntervalUs);
     }
-    return streams;
+    return snapshot == nullptr ? hidl_vec<vircam::VirStream>() : *snapshot;
 }
 
 void VirCameraChannelForStreamChange::ConvertToHidlVirStream(hidl_vec<vircam::VirStream>& streams) {

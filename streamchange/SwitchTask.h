@@ -6,6 +6,7 @@
 
 namespace pelcamera {
 
+// Queued and taken under the worker's queue mutex.
 struct SwitchTask {
     std::string deviceId;
     std::string serviceId;

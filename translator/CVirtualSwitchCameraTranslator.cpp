@@ -82,6 +82,7 @@ int32_t CVirtualSwitchCameraTranslator::BackupPhyConfigStreams(const VirStreamVe
     {
         std::lock_guard<std::mutex> lock(g_configStreamMutex);
         m_phyConfigStreams = streams;
+        PublishConfigStreamsLocked();
         VIRCAM_LOGI(kTranslatorLog,
                     "%s: backup config stream success, update config streams with size %d",
                     static_cast<int32_t>(m_phyConfigStreams.size()));
@@ -98,10 +99,20 @@ CVirtualSwitchCameraTranslator::GetCachedConfigStreams() {
     return m_phyConfigStreams;
 }
 
-CVirtualSwitchCameraTranslator::VirStreamVec
-CVirtualSwitchCameraTranslator::CopyCachedConfigStreams() {
-    std::lock_guard<std::mutex> lock(g_configStreamMutex);
-    return m_phyConfigStreams;
+std::shared_ptr<const CVirtualSwitchCameraTranslator::VirStreamVec>
+CVirtualSwitchCameraTranslator::ConfigStreamsSnapshot() const {
+    std::lock_guard<std::mutex> lock(m_snapshotMutex);
+    return m_configStreamsSnapshot;
+}
+
+// Caller holds g_configStreamMutex, so snapshots are published in the order
+// the backup changes.
+void CVirtualSwitchCameraTranslator::PublishConfigStreamsLocked() {
+    auto snapshot = m_phyConfigStreams.size() == 0
+                        ? nullptr
+                        : std::make_shared<const VirStreamVec>(m_phyConfigStreams);
+    std::lock_guard<std::mutex> lock(m_snapshotMutex);
+    m_configStreamsSnapshot = std::move(snapshot);
 }
 
 int32_t CVirtualSwitchCameraTranslator::UpdateConfigureStreams() {
@@ -213,6 +224,7 @@ int32_t CVirtualSwitchCameraTranslator::TriggerSwitchCamera(uint32_t virCamId, i
 
 int32_t CVirtualSwitchCameraTranslator::FlushAndSetToPhyMode(int32_t /*virCamId*/) {
     VIRCAM_LOGI(kTranslatorLog, "%s: enter.");
+    m_counters.switchBackFlushes.Add();
     {
         std::lock_guard<std::mutex> lock(g_flushStateMutex);
         m_isFlushing = true;
@@ -257,6 +269,7 @@ void CVirtualSwitchCameraTranslator::NotifyFlushToPipeline() {
 
 int32_t CVirtualSwitchCameraTranslator::Flush() {
     VIRCAM_LOGI(kTranslatorLog, "%s: flush enter.");
+    m_counters.flushes.Add();
     std::lock_guard<std::mutex> request(g_requestMutex);
     VIRCAM_LOGI(kTranslatorLog, "%s: clear all requests");
     {

@@ -14,13 +14,17 @@
 #include <string>
 #include <utility>
 
+#include "translator/TranslatorCounters.h"
+#include "translator/TranslatorLocks.h"
 #include "translator/VirCameraStatus.h"
 #include "translator/VirtualImageBuffer.h"
+#include "utils/ThreadAnnotations.h"
 
 namespace pelcamera {
 
 class VirCameraChannelForStreamChange;
 class HidlCallbackMgrTranslator;
+class DumpDeadline;
 
 class CVirtualSwitchCameraTranslator {
 public:
@@ -34,76 +38,168 @@ public:
         ::vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraTranslatorCallback;
     using SwitchType = ::vendor::travik::hardware::camera::vircamera::V1_0::VirtualCamSwitchTypeT;
 
-    // The process-wide translator, made on first use.
+    // The process-wide translator, made on first use; any thread.
     static CVirtualSwitchCameraTranslator* GetInstance();
 
+    // Once, in GetInstance.
     CVirtualSwitchCameraTranslator();
+    // At process exit: g_requestMutex (Flush), then g_callbackMutex.
     virtual ~CVirtualSwitchCameraTranslator();
     CVirtualSwitchCameraTranslator(const CVirtualSwitchCameraTranslator&) = delete;
     CVirtualSwitchCameraTranslator& operator=(const CVirtualSwitchCameraTranslator&) = delete;
 
-    // Link to the channel service.
+    // Link to the channel service: its constructor, destructor and switch-on
+    // worker; the link is atomic, no lock.
     bool NeedSetChannel() const { return m_channel.load() == nullptr; }
     void SetChannel(VirCameraChannelForStreamChange* channel) { m_channel = channel; }
+    // The pipeline's binder thread (callback registration); the channel
+    // service's HAL-init handshake, no lock here.
     void SetHalInitStatus();
 
-    // Pipeline callbacks.
-    void SetTransCallback(const ::android::sp<TranslatorCallback>& callback,
-                          int32_t camRearOrFront);
-    void DelTransCallback(int32_t camRearOrFront);
-    bool CheckTranslatorCallback();
+    // Pipeline callbacks: the pipeline's binder threads (and the
+    // death-notification thread, through its unregistration), the switch-on
+    // worker for the check; each under g_callbackMutex.
+    void SetTransCallback(const ::android::sp<TranslatorCallback>& callback, int32_t camRearOrFront)
+        EXCLUDES(g_callbackMutex);
+    void DelTransCallback(int32_t camRearOrFront) EXCLUDES(g_callbackMutex);
+    bool CheckTranslatorCallback() EXCLUDES(g_callbackMutex);
 
     // The physical camera's stream configuration.
-    int32_t BackupPhyConfigStreams(const VirStreamVec& streams);
-    const VirStreamVec& GetCachedConfigStreams();
-    // A copy taken under the lock: the switch-on worker reads the backup
-    // while the pipeline may close or reconfigure.
-    VirStreamVec CopyCachedConfigStreams();
-    int32_t UpdateConfigureStreams();
+
+    // The pipeline's binder thread: g_configStreamMutex for the backup (the
+    // snapshot's leaf lock inside it), released before UpdateConfigureStreams.
+    int32_t BackupPhyConfigStreams(const VirStreamVec& streams) EXCLUDES(g_configStreamMutex);
+    // Tests: the reference outlives g_configStreamMutex, so it may only be
+    // read while nothing reconfigures or closes.
+    const VirStreamVec& GetCachedConfigStreams() EXCLUDES(g_configStreamMutex);
+    // The backup as last published, for the switch-on worker. It takes only a
+    // leaf lock, never g_configStreamMutex: a reconfiguration while virtual
+    // holds that lock while it calls into the channel service, whose Step2
+    // reads the backup with the channel registry held. The snapshot is never
+    // changed once published, so the worker may read it with no lock at all,
+    // even while Close() or a new backup replaces it.
+    std::shared_ptr<const VirStreamVec> ConfigStreamsSnapshot() const EXCLUDES(m_snapshotMutex);
+    // The pipeline's binder thread: m_statusMutex briefly, then
+    // g_configStreamMutex through the channel service's ConfigureStreams and
+    // its wait for the remote.
+    int32_t UpdateConfigureStreams() EXCLUDES(g_configStreamMutex);
 
     // Camera status and switching.
-    bool IsVirtualStatus() const;
-    bool IsFlushing();
-    void RecordCameraMode(int32_t camId, SwitchType type);
-    int32_t TriggerSwitchCamera(uint32_t virCamId, int32_t unused);
-    int32_t FlushAndSetToPhyMode(int32_t virCamId);
-    int32_t Flush();
+
+    // Any thread; m_statusMutex.
+    bool IsVirtualStatus() const EXCLUDES(m_statusMutex);
+    // The pipeline's binder thread; g_flushStateMutex.
+    bool IsFlushing() EXCLUDES(g_flushStateMutex);
+    // The pipeline's binder thread; m_statusMutex.
+    void RecordCameraMode(int32_t camId, SwitchType type) EXCLUDES(m_statusMutex);
+    // The switch workers (with their sequence locks): m_statusMutex; the way
+    // back takes the locks of FlushAndSetToPhyMode.
+    int32_t TriggerSwitchCamera(uint32_t virCamId, int32_t unused)
+        EXCLUDES(m_statusMutex, g_requestMutex, g_flushStateMutex, g_callbackMutex);
+    // The switch-off worker: g_flushStateMutex, then g_requestMutex through
+    // the channel's flush, then g_callbackMutex for the notification, then
+    // g_flushStateMutex again; never two at once.
+    int32_t FlushAndSetToPhyMode(int32_t virCamId)
+        EXCLUDES(g_requestMutex, g_flushStateMutex, g_callbackMutex);
+    // The pipeline's binder thread (and the destructor): g_requestMutex
+    // through the channel's flush, g_flushStateMutex inside it.
+    int32_t Flush() EXCLUDES(g_requestMutex, g_flushStateMutex);
+    // The switch workers and the pipeline's Close; the system property, no lock.
     void EnableProperity(const std::string& value);
     void DisableProperity();
 
     // Buffers and requests.
-    int32_t RegisterBuffer(uint64_t streamId, uint64_t bufferId,
-                           const ::android::hardware::hidl_handle& buffer);
-    int32_t ProcessCaptureRequest(const VirImageBufferVec& request);
-    int32_t ProcessMetaRequest(const VirMetaRequest& request);
-    int32_t OnImageBufferDone(const VirImageResult& result, int32_t unused);
-    void onTranslatorImageBufferDone(const VirImageResult& result, int32_t unused);
-    int32_t Close(int32_t cameraId, std::shared_ptr<HidlCallbackMgrTranslator>& callbackMgr);
 
-    // State reads for diagnostics and tests.
-    VirCameraStatus GetCamStatus() const;
-    size_t CachedBufferCount() const;
-    const native_handle_t* CachedHandle(int32_t streamId, uint64_t bufferId) const;
+    // The pipeline's binder thread; g_bufferMutex.
+    int32_t RegisterBuffer(uint64_t streamId, uint64_t bufferId,
+                           const ::android::hardware::hidl_handle& buffer) EXCLUDES(g_bufferMutex);
+    // The pipeline's binder thread; g_requestMutex through the channel's
+    // remote call (the channel registry inside it).
+    int32_t ProcessCaptureRequest(const VirImageBufferVec& request) EXCLUDES(g_requestMutex);
+    // The pipeline's binder thread; g_metaMutex through the channel's remote call.
+    int32_t ProcessMetaRequest(const VirMetaRequest& request) EXCLUDES(g_metaMutex);
+    // A remote channel's binder thread (onVirImageBufferDone); g_callbackMutex
+    // through the calls into the pipeline.
+    int32_t OnImageBufferDone(const VirImageResult& result, int32_t unused)
+        EXCLUDES(g_callbackMutex);
+    void onTranslatorImageBufferDone(const VirImageResult& result, int32_t unused)
+        EXCLUDES(g_callbackMutex);
+    // The pipeline's binder thread: g_bufferMutex throughout, with
+    // g_configStreamMutex inside it briefly, then the channel service's Close.
+    int32_t Close(int32_t cameraId, std::shared_ptr<HidlCallbackMgrTranslator>& callbackMgr)
+        EXCLUDES(g_bufferMutex, g_configStreamMutex);
+
+    // State reads for diagnostics and tests: any thread, each under the one
+    // lock of what it reads.
+    VirCameraStatus GetCamStatus() const EXCLUDES(m_statusMutex);
+    size_t CachedBufferCount() const EXCLUDES(g_bufferMutex);
+    const native_handle_t* CachedHandle(int32_t streamId, uint64_t bufferId) const
+        EXCLUDES(g_bufferMutex);
 
 private:
-    bool ValidSwitchCameraParam(uint32_t virCamId);
-    void SetStatus(int32_t camId, int32_t camMode);
-    void NotifyFlushToPipeline();
+    // The switch workers; m_statusMutex.
+    bool ValidSwitchCameraParam(uint32_t virCamId) EXCLUDES(m_statusMutex);
+    void SetStatus(int32_t camId, int32_t camMode) EXCLUDES(m_statusMutex);
+    // The switch-off worker, g_requestMutex released; g_callbackMutex through
+    // the calls into the pipeline.
+    void NotifyFlushToPipeline() EXCLUDES(g_callbackMutex, g_requestMutex);
+    // No lock: the request is the caller's.
     static VirImageBufferVec BorrowingCopy(const VirImageBufferVec& request);
-    void FillCachedHandles(VirImageBufferVec& request);
-    VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status);
+    // The pipeline's binder thread inside ProcessCaptureRequest. Reads the
+    // buffer cache under g_requestMutex, not its guard g_bufferMutex: the
+    // pipeline never registers a buffer while it sends requests for it, and
+    // taking g_bufferMutex here would order it after g_requestMutex and hold
+    // every frame behind Close, which keeps it across the remote close calls.
+    void FillCachedHandles(VirImageBufferVec& request)
+        REQUIRES(g_requestMutex) NO_THREAD_SAFETY_ANALYSIS;
+    // The pipeline's binder thread, inside g_requestMutex or g_metaMutex;
+    // m_statusMutex.
+    VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status)
+        EXCLUDES(m_statusMutex);
+    // The pipeline's binder thread with g_configStreamMutex held, so that
+    // snapshots are published in the order the backup changes; takes the
+    // snapshot's leaf lock.
+    void PublishConfigStreamsLocked() REQUIRES(g_configStreamMutex) EXCLUDES(m_snapshotMutex);
 
-    std::map<std::pair<int32_t, uint64_t>, std::shared_ptr<VirtualImageBuffer>> m_cachedBuffers;
-    VirStreamVec m_phyConfigStreams;
-    std::shared_ptr<VirCameraStatus> m_camStatus;
-    // The status, the channel link and the flush record are shared between
-    // the pipeline's threads and the switch workers; a leaf lock and atomics
-    // keep them whole without adding to the lock order.
+    // The pipeline's buffers by (stream id, buffer id).
+    std::map<std::pair<int32_t, uint64_t>, std::shared_ptr<VirtualImageBuffer>> m_cachedBuffers
+        GUARDED_BY(g_bufferMutex);
+    // The physical camera's streams, as the pipeline last configured them.
+    VirStreamVec m_phyConfigStreams GUARDED_BY(g_configStreamMutex);
+    // The status and the flush record are shared between the pipeline's
+    // threads and the switch workers; a leaf lock and atomics keep them whole
+    // without adding to the lock order.
     mutable std::mutex m_statusMutex;
+    std::shared_ptr<VirCameraStatus> m_camStatus PT_GUARDED_BY(m_statusMutex);
     std::atomic<VirCameraChannelForStreamChange*> m_channel{nullptr};
-    bool m_isFlushing = false;
+    bool m_isFlushing GUARDED_BY(g_flushStateMutex) = false;
     std::atomic<bool> flushEventStatus{false};
-    std::map<int32_t, ::android::sp<TranslatorCallback>> m_cbTranslatorCallback;
+    std::map<int32_t, ::android::sp<TranslatorCallback>> m_cbTranslatorCallback
+        GUARDED_BY(g_callbackMutex);
+
+    // A copy of m_phyConfigStreams, replaced whole whenever the backup
+    // changes (under g_configStreamMutex, then this leaf lock).
+    mutable std::mutex m_snapshotMutex;
+    std::shared_ptr<const VirStreamVec> m_configStreamsSnapshot GUARDED_BY(m_snapshotMutex);
+
+public:
+    // For `lshal debug` (TranslatorDebugDump.cpp): the translator's state as
+    // text. A binder thread. g_callbackMutex, g_bufferMutex and
+    // g_flushStateMutex are only tried through `deadline`, one at a time;
+    // the status and the stream snapshot take their leaf locks. The analysis
+    // cannot follow a lock that is only tried, hence none in the dump.
+    std::string DumpState(const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
+    // The channel service linked now, or null. Any thread; lock-free.
+    VirCameraChannelForStreamChange* LinkedChannel() const { return m_channel.load(); }
+
+private:
+    void DumpCallbacks(std::string& out,
+                       const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
+    void DumpStreamsAndBuffers(std::string& out,
+                               const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
+    void DumpCounters(std::string& out) const;
+    // Bumped by the frame path without a lock.
+    TranslatorCounters m_counters;
 };
 
 }  // namespace pelcamera

@@ -9,7 +9,10 @@ namespace pelcamera {
 namespace {
 
 // Only the characters from the third on name the camera: C_CameraHal_0 and
-// X_CameraHal_0 are the same entry.
+// X_CameraHal_0 are the same entry. A service id shorter than two characters
+// throws out_of_range and ends the process, as the registry's callers expect
+// never to happen: the only caller, the translator channel, always passes
+// "C_CameraHal_" and a number, never a peer's text.
 HidlCallbackMgrTranslator::Key MakeKey(const std::string& deviceId, const std::string& serviceId) {
     return {deviceId, serviceId.substr(2)};
 }

@@ -1,17 +1,28 @@
 // The translator's process-wide locks, one per concern. Where two are held:
 // g_requestMutex before g_flushStateMutex, g_bufferMutex before
-// g_configStreamMutex; g_callbackMutex is never taken with g_requestMutex held.
+// g_configStreamMutex; g_callbackMutex is never taken with g_requestMutex
+// held. Every one of them comes before the channel service's locks, which
+// the pipeline's calls reach through the translator; the translator's own
+// leaf locks (m_statusMutex, m_snapshotMutex) come after everything.
 #pragma once
 
 #include <mutex>
 
+#include "utils/ThreadAnnotations.h"
+
 namespace pelcamera {
 
-extern std::mutex g_requestMutex;       // the request / flush sequence
-extern std::mutex g_bufferMutex;        // the buffer cache and the close sequence
-extern std::mutex g_metaMutex;          // metadata requests
-extern std::mutex g_flushStateMutex;    // m_isFlushing
-extern std::mutex g_callbackMutex;      // the pipeline callbacks
-extern std::mutex g_configStreamMutex;  // the physical stream backup
+// Capture requests and flushes, one at a time.
+extern std::mutex g_requestMutex;
+// The buffer cache; registrations and the close sequence.
+extern std::mutex g_bufferMutex;
+// Metadata requests, one at a time (they may run during a flush).
+extern std::mutex g_metaMutex;
+// m_isFlushing.
+extern std::mutex g_flushStateMutex ACQUIRED_AFTER(g_requestMutex);
+// The pipeline callbacks, and the images and notifications sent to them.
+extern std::mutex g_callbackMutex;
+// The physical stream backup, and a reconfiguration sent while virtual.
+extern std::mutex g_configStreamMutex ACQUIRED_AFTER(g_bufferMutex);
 
 }  // namespace pelcamera

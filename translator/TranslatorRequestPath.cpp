@@ -58,10 +58,12 @@ int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBuff
     VirCameraStatus status;
     VirCameraChannelForStreamChange* channel = VirtualChannel(__func__, status);
     if (channel == nullptr) {
+        m_counters.captureRefused.Add();
         return -1;
     }
     if (request.size() == 0) {
         VIRCAM_LOGE(kTranslatorLog, "%s: image capture hidlRequest is emtpy");
+        m_counters.captureRefused.Add();
         return -1;
     }
     VirImageBufferVec copy = BorrowingCopy(request);
@@ -70,8 +72,10 @@ int32_t CVirtualSwitchCameraTranslator::ProcessCaptureRequest(const VirImageBuff
     if (channel->ProcessCaptureRequest(status.camId, copy) != 0) {
         VIRCAM_LOGE(kTranslatorLog, "%s: send capture request to channel failed, frameNumber: %d",
                     request[0].frameNumber);
+        m_counters.captureRefused.Add();
         return -1;
     }
+    m_counters.captureForwarded.Add();
     return 0;
 }
 
@@ -112,6 +116,7 @@ void CVirtualSwitchCameraTranslator::FillCachedHandles(VirImageBufferVec& reques
 
 int32_t CVirtualSwitchCameraTranslator::ProcessMetaRequest(const VirMetaRequest& request) {
     std::lock_guard<std::mutex> lock(g_metaMutex);
+    m_counters.metaRequests.Add();
     VirCameraStatus status;
     VirCameraChannelForStreamChange* channel = VirtualChannel(__func__, status);
     if (channel == nullptr) {
@@ -137,14 +142,18 @@ void CVirtualSwitchCameraTranslator::onTranslatorImageBufferDone(const VirImageR
     std::lock_guard<std::mutex> lock(g_callbackMutex);
     if (m_cbTranslatorCallback.empty()) {
         VIRCAM_LOGE(kTranslatorLog, "%s: callback null");
+        m_counters.deliveryFailures.Add();
         return;
     }
     for (const auto& [key, callback] : m_cbTranslatorCallback) {
         if (callback == nullptr) {
             continue;
         }
-        if (!callback->ProcessCaptureResult(result).isOk()) {
+        if (callback->ProcessCaptureResult(result).isOk()) {
+            m_counters.imagesDelivered.Add();
+        } else {
             VIRCAM_LOGE(kTranslatorLog, "%s: run func failed");
+            m_counters.deliveryFailures.Add();
         }
         VIRCAM_LOGD(kTranslatorLog, "%s: send to chi callback, %u %zu %d %zu %u %d",
                     result.frameNumber, static_cast<size_t>(result.bufferId), result.streamId,
@@ -163,6 +172,7 @@ int32_t CVirtualSwitchCameraTranslator::Close(
     {
         std::lock_guard<std::mutex> streams(g_configStreamMutex);
         m_phyConfigStreams = VirStreamVec();
+        PublishConfigStreamsLocked();
     }
     VIRCAM_LOGI(kTranslatorLog, "%s: close virtual camera channel.");
     int32_t result = -1;

@@ -108,8 +108,8 @@ VirCameraChannelForTranslator::RegisterCameraTranslatorCallback(
         VIRCAM_LOGE(kChannelTranslatorLog, "%s callback is null");
         return CameraStatus::INTERNAL_ERROR;
     }
-    ::android::sp<TranslatorCallback> callback =
-        TranslatorCallback::castFrom(::android::sp<::android::hidl::base::V1_0::IBase>(cb));
+    // Same-type cast: no call into the pipeline's process.
+    ::android::sp<TranslatorCallback> callback = TranslatorCallback::castFrom(cb);
     if (callback == nullptr) {
         VIRCAM_LOGE(kChannelTranslatorLog, "%s: cast register IVirCameraChannelCallback failed");
         return CameraStatus::INTERNAL_ERROR;
@@ -175,7 +175,10 @@ VirCameraChannelForTranslator::CameraStatus VirCameraChannelForTranslator::GetFl
 }
 
 // Only the last character of the service id names the camera: camera ids are
-// single digits in practice, and CameraHal_12 means camera 2.
+// single digits in practice, and CameraHal_12 means camera 2. A last character
+// that is not a digit makes stoi throw and ends the process, deliberately
+// kept: the id is the registry's own key, always built from
+// "C_CameraHal_" and a number by this channel, never a peer's text.
 void VirCameraChannelForTranslator::DoAfterTranslatorCallbackDead(const std::string& /*deviceId*/,
                                                                   const std::string& serviceId) {
     VIRCAM_LOGI(kChannelTranslatorLog, "%s: DoAfterTranslatorCallbackDead serviceId is %s!!!",

@@ -12,6 +12,21 @@ enum VirCameraMode : int32_t {
     ON_SWITCHING = 2,
 };
 
+// The mode by the name a person reads in a dump.
+inline const char* CameraModeName(int32_t mode) {
+    switch (mode) {
+        case PHYSICAL:
+            return "PHYSICAL";
+        case VIRTUAL:
+            return "VIRTUAL";
+        case ON_SWITCHING:
+            return "ON_SWITCHING";
+        default:
+            return "UNKNOWN";
+    }
+}
+
+// A value; the translator's own copy is guarded by its status lock.
 struct VirCameraStatus {
     int32_t camId = -1;  // virtual camera id in use; -1 for the local sensor
     int32_t camMode = PHYSICAL;

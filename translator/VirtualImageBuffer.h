@@ -1,4 +1,5 @@
-// One registered buffer of the pipeline.
+// One registered buffer of the pipeline. An entry of the translator's
+// buffer cache, guarded by g_bufferMutex as the cache is.
 #pragma once
 
 #include <cutils/native_handle.h>

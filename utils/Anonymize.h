@@ -7,6 +7,7 @@
 
 namespace pelcamera {
 
+// Any thread; pure functions, no lock.
 std::string GetAnonyString(const std::string& value);
 std::string GetAnonyInt32(int32_t value);
 std::string GetAnonyUInt32(uint32_t value);

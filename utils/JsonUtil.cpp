@@ -1,5 +1,7 @@
 #include "utils/JsonUtil.h"
 
+#include <exception>
+
 #include "utils/VirCamLog.h"
 
 using pelcamera::kStreamChangeLog;
@@ -36,7 +38,21 @@ int32_t StringToJsonValue(const std::string& text, Json::Value& target) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     Json::Reader reader(Json::Features::strictMode());
 #pragma GCC diagnostic pop
-    if (!reader.parse(text, target, true)) {
+    // The reader throws instead of failing once nesting passes its stack limit
+    // (1,000 levels). The text comes from a peer, and an exception leaving a
+    // served method would end the whole camera HAL process: whatever the
+    // cause, a parse that does not finish is a parse failure.
+    bool parsed = false;
+    try {
+        Json::Value parsedValue;
+        parsed = reader.parse(text, parsedValue, true);
+        if (parsed) {
+            target.swap(parsedValue);
+        }
+    } catch (const std::exception&) {
+        parsed = false;
+    }
+    if (!parsed) {
         VIRCAM_LOGW(kStreamChangeLog, "%s convert (%s) failed.", text.c_str());
         return -1;
     }

@@ -11,6 +11,7 @@
 
 namespace JsonUtil {
 
+// Any thread; no shared state, no lock.
 int32_t StringToJsonValue(const std::string& text, Json::Value& target);
 int32_t JsonParseInt32(const Json::Value& object, const std::string& key, int32_t& out);
 int32_t JsonParseString(const Json::Value& object, const std::string& key, std::string& out);

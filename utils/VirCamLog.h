@@ -10,6 +10,7 @@ class VirCamLogger final {
 public:
     explicit constexpr VirCamLogger(const char* tag) : mTag(tag) {}
 
+    // Any thread; a logger holds nothing but its tag, so it needs no lock.
     const char* Tag() const { return mTag; }
     void D(const char* format, ...) const __attribute__((format(printf, 2, 3)));
     void I(const char* format, ...) const __attribute__((format(printf, 2, 3)));

@@ -1,5 +1,7 @@
 #include <hidl/HidlSupport.h>
 
+#include <log/log.h>
+
 #include <memory>
 
 namespace android {
@@ -79,6 +81,9 @@ void hidl_string::clear() {
 }
 
 void hidl_string::setToExternal(const char* data, size_t size) {
+    if (data == nullptr || data[size] != '\0') {
+        LOG_ALWAYS_FATAL("hidl_string::setToExternal: data[%zu] is not the terminating NUL", size);
+    }
     clear();
     mBuffer.mPointer = data;
     mSize = static_cast<uint32_t>(size);
@@ -165,6 +170,18 @@ void hidl_handle::freeHandle() {
     }
     mHandle.mPointer = nullptr;
     mOwnsHandle = false;
+}
+
+std::string toString(const hidl_handle& handle) {
+    const native_handle_t* h = handle.getNativeHandle();
+    if (h == nullptr) {
+        return "(null)";
+    }
+    std::string out = "[fds: ";
+    for (int i = 0; i < h->numFds; ++i) {
+        out += (i == 0 ? "" : ", ") + std::to_string(h->data[i]);
+    }
+    return out + ", ints: " + std::to_string(h->numInts) + "]";
 }
 
 }  // namespace hardware

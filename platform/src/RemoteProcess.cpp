@@ -1,8 +1,10 @@
 #include <hidl/HidlRemote.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <iterator>
 #include <thread>
 
 namespace android {
@@ -119,26 +121,33 @@ Status RemoteProcess::beginCall(const char* method) {
     return Status::ok();
 }
 
-bool RemoteProcess::link(const sp<hidl_death_recipient>& recipient, uint64_t cookie,
-                         const wp<hidl::base::V1_0::IBase>& who) {
+bool RemoteProcess::link(const void* proxy, const sp<hidl_death_recipient>& recipient,
+                         uint64_t cookie, const wp<hidl::base::V1_0::IBase>& who) {
     std::lock_guard<std::mutex> lock(mLock);
     if (mDead || recipient == nullptr) {
         return false;
     }
     // Like the binder driver, the runtime keeps only a weak reference.
-    mLinks.push_back({recipient, cookie, who});
+    mLinks.push_back({proxy, recipient, cookie, who});
     return true;
 }
 
-bool RemoteProcess::unlink(const sp<hidl_death_recipient>& recipient) {
+bool RemoteProcess::unlink(const void* proxy, const sp<hidl_death_recipient>& recipient) {
     std::lock_guard<std::mutex> lock(mLock);
-    for (auto it = mLinks.begin(); it != mLinks.end(); ++it) {
-        if (it->recipient == recipient) {
-            mLinks.erase(it);
+    for (auto it = mLinks.rbegin(); it != mLinks.rend(); ++it) {
+        if (it->proxy == proxy && it->recipient == recipient) {
+            mLinks.erase(std::next(it).base());
             return true;
         }
     }
     return false;
+}
+
+void RemoteProcess::dropLinks(const void* proxy) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mLinks.erase(std::remove_if(mLinks.begin(), mLinks.end(),
+                                [proxy](const Link& link) { return link.proxy == proxy; }),
+                 mLinks.end());
 }
 
 size_t RemoteProcess::linkedRecipients() const {

@@ -11,7 +11,9 @@ namespace hardware {
 Status Status::fromExceptionCode(int32_t exceptionCode) {
     Status s;
     s.mException = exceptionCode;
-    s.mErrorCode = exceptionCode == EX_NONE ? OK : UNKNOWN_ERROR;
+    // Only a failed transaction carries a transport error; any other
+    // exception is the peer's answer.
+    s.mErrorCode = exceptionCode == EX_TRANSACTION_FAILED ? FAILED_TRANSACTION : OK;
     return s;
 }
 
@@ -27,6 +29,11 @@ Status Status::fromStatusT(status_t status) {
 std::string Status::description() const {
     if (isOk()) {
         return "No error";
+    }
+    if (mException != EX_TRANSACTION_FAILED) {
+        const std::string name =
+            mException == EX_NULL_POINTER ? "EX_NULL_POINTER" : std::to_string(mException);
+        return "Status(" + name + "): ''";
     }
     std::string error;
     switch (mErrorCode) {

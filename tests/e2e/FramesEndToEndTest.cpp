@@ -129,12 +129,20 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     EXPECT_EQ(1280u, streams[0].width);
     EXPECT_EQ(1, streams[0].format);
 
-    channel->switchOffVirtualCamera("devA", "cam1", [](CameraStatus, uint32_t) {}).isOk();
-    ASSERT_TRUE(devMgt.fake->WaitForResults(2, std::chrono::seconds(10)));
-    EXPECT_EQ(300, devMgt.fake->Results()[1].code);
-    // The result is sent just before the service returns to physical.
-    EXPECT_TRUE(
-        WaitFor([] { return android::base::GetProperty("vendor.vorsk_vircam_info", "") == "0"; }));
+    // The switch-on's 300 comes before the service's own mode settles, so on a
+    // loaded machine this switch-off can find it still switching and be
+    // refused, reported as 300 as well. As device management must, ask again
+    // while the camera stays virtual.
+    bool physical = false;
+    for (size_t attempt = 1; attempt <= 3 && !physical; ++attempt) {
+        channel->switchOffVirtualCamera("devA", "cam1", [](CameraStatus, uint32_t) {}).isOk();
+        ASSERT_TRUE(devMgt.fake->WaitForResults(1 + attempt, std::chrono::seconds(10)));
+        EXPECT_EQ(300, devMgt.fake->Results().back().code);
+        // The result is sent just before the service returns to physical.
+        physical = WaitFor(
+            [] { return android::base::GetProperty("vendor.vorsk_vircam_info", "") == "0"; });
+    }
+    ASSERT_TRUE(physical);
     // The flush on the way back was announced to every pipeline callback.
     EXPECT_EQ(1u, front.fake->Commands().size());
     EXPECT_EQ(CameraStatus::INTERNAL_ERROR,

@@ -11,8 +11,11 @@
 using android::sp;
 using android::wp;
 using android::hardware::hidl_death_recipient;
-using android::hardware::RemoteProcess;
+using android::hardware::hidl_handle;
+using android::hardware::hidl_string;
+using android::hardware::hidl_vec;
 using android::hidl::base::V1_0::IBase;
+using vendor::travik::hardware::camera::vircamera::V1_0::HostProxyVirCameraSwitchCallback;
 using vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraChannelCallback;
 using vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraSwitchCallback;
 
@@ -72,11 +75,71 @@ TEST(RemoteProcessTest, RuntimeKeepsOnlyAWeakReferenceToRecipients) {
     android::hardware::waitForDeathNotifications();  // nothing left to tell, nothing crashes
 }
 
-TEST(RemoteProcessTest, LocalObjectsLinkButNeverDie) {
+// On a device every interface reference that arrives from another process is
+// a proxy object of its own, and a death link lives on the proxy it was made
+// on.
+TEST(RemoteProcessTest, DeathLinksBelongToTheProxyTheyWereMadeOn) {
+    RemoteSwitchCallback peer;
+    sp<IVirCameraSwitchCallback> secondProxy =
+        new HostProxyVirCameraSwitchCallback(peer.fake, peer.process);
+    sp<CountingRecipient> recipient = new CountingRecipient();
+    ASSERT_TRUE(static_cast<bool>(peer.proxy->linkToDeath(recipient, 1)));
+    EXPECT_FALSE(static_cast<bool>(secondProxy->unlinkToDeath(recipient)));
+    EXPECT_EQ(1u, peer.process->linkedRecipients());
+
+    // Linked twice: an unlink removes the newest link, so the first one fires.
+    ASSERT_TRUE(static_cast<bool>(peer.proxy->linkToDeath(recipient, 2)));
+    EXPECT_TRUE(static_cast<bool>(peer.proxy->unlinkToDeath(recipient)));
+    peer.process->kill();
+    android::hardware::waitForDeathNotifications();
+    EXPECT_EQ(1, recipient->deaths.load());
+    EXPECT_EQ(1u, recipient->lastCookie);
+}
+
+TEST(RemoteProcessTest, AProxyTakesItsDeathLinksWithIt) {
+    RemoteSwitchCallback peer;
+    sp<CountingRecipient> recipient = new CountingRecipient();
+    {
+        sp<IVirCameraSwitchCallback> transient =
+            new HostProxyVirCameraSwitchCallback(peer.fake, peer.process);
+        ASSERT_TRUE(static_cast<bool>(transient->linkToDeath(recipient, 3)));
+        EXPECT_EQ(1u, peer.process->linkedRecipients());
+    }
+    EXPECT_EQ(0u, peer.process->linkedRecipients());
+    peer.process->kill();
+    android::hardware::waitForDeathNotifications();
+    EXPECT_EQ(0, recipient->deaths.load());
+}
+
+// An object in this process: links to a recipient succeed and never fire, a
+// null recipient is refused, and the base methods answer without a peer.
+TEST(LocalObjectTest, LinksButNeverDiesAndAnswersTheBaseMethods) {
     sp<FakeSwitchCallback> local = new FakeSwitchCallback();
     sp<CountingRecipient> recipient = new CountingRecipient();
     EXPECT_TRUE(static_cast<bool>(local->linkToDeath(recipient, 0)));
+    EXPECT_FALSE(static_cast<bool>(local->linkToDeath(nullptr, 0)));
+    EXPECT_TRUE(static_cast<bool>(local->unlinkToDeath(recipient)));
     EXPECT_FALSE(local->isRemote());
+
+    std::vector<std::string> chain;
+    EXPECT_TRUE(local
+                    ->interfaceChain([&](const hidl_vec<hidl_string>& descriptors) {
+                        chain.assign(descriptors.begin(), descriptors.end());
+                    })
+                    .isOk());
+    EXPECT_EQ((std::vector<std::string>{
+                  "vendor.travik.hardware.camera.vircamera@1.0::IVirCameraSwitchCallback",
+                  "android.hidl.base@1.0::IBase"}),
+              chain);
+    std::string descriptor;
+    local->interfaceDescriptor([&](const hidl_string& d) { descriptor = d; }).isOk();
+    EXPECT_EQ(chain[0], descriptor);
+    size_t hashes = 0;
+    local->getHashChain([&](const auto& chainHashes) { hashes = chainHashes.size(); }).isOk();
+    EXPECT_EQ(chain.size(), hashes);
+    EXPECT_TRUE(local->ping().isOk());
+    // debug() writes nothing unless an interface's object says otherwise.
+    EXPECT_TRUE(local->debug(hidl_handle(), {"--verbose"}).isOk());
 }
 
 TEST(RemoteProcessTest, CallsFailAsDeadObjectsAfterDeathAndOnDemandBefore) {
@@ -106,24 +169,61 @@ TEST(RemoteProcessTest, APeerDyingDuringACallNeverReplies) {
     EXPECT_TRUE(peer.process->isDead());
 }
 
-TEST(CastFromTest, ChecksTheInterfaceChainOfTheObject) {
+TEST(CastFromTest, ARemoteParentBecomesANewProxyOfTheChildType) {
     RemoteSwitchCallback peer;
     sp<IBase> base = peer.proxy;
 
-    sp<IVirCameraSwitchCallback> same = IVirCameraSwitchCallback::castFrom(base);
+    sp<IVirCameraSwitchCallback> child = IVirCameraSwitchCallback::castFrom(base);
+    ASSERT_NE(nullptr, child);
+    EXPECT_NE(peer.proxy.get(), child.get());
+    EXPECT_TRUE(child->isRemote());
+    EXPECT_TRUE(child->notifySwitchOnResult(2, 300).isOk());
+    EXPECT_EQ(1u, peer.fake->Results().size());
+    // A link made through the new proxy is its own.
+    sp<CountingRecipient> recipient = new CountingRecipient();
+    ASSERT_TRUE(static_cast<bool>(child->linkToDeath(recipient, 0)));
+    EXPECT_FALSE(static_cast<bool>(peer.proxy->unlinkToDeath(recipient)));
+
+    EXPECT_EQ(nullptr, static_cast<sp<IVirCameraChannelCallback>>(
+                           IVirCameraChannelCallback::castFrom(base)));
+    EXPECT_EQ(nullptr, static_cast<sp<IVirCameraSwitchCallback>>(
+                           IVirCameraSwitchCallback::castFrom(sp<IBase>())));
+
+    // In this process the object itself comes back.
+    sp<FakeSwitchCallback> local = new FakeSwitchCallback();
+    sp<IVirCameraSwitchCallback> same = IVirCameraSwitchCallback::castFrom(sp<IBase>(local));
+    EXPECT_EQ(local.get(), same.get());
+}
+
+TEST(CastFromTest, SameTypeReturnsTheArgumentWithoutCallingThePeer) {
+    RemoteSwitchCallback peer;
+    const sp<IVirCameraSwitchCallback> typed = peer.proxy;
+    peer.process->failNextCalls("interfaceChain");
+    sp<IVirCameraSwitchCallback> same = IVirCameraSwitchCallback::castFrom(typed);
     EXPECT_EQ(peer.proxy.get(), same.get());
-    sp<IVirCameraChannelCallback> other = IVirCameraChannelCallback::castFrom(base);
-    EXPECT_EQ(nullptr, other);
-    sp<IVirCameraSwitchCallback> none = IVirCameraSwitchCallback::castFrom(sp<IBase>());
-    EXPECT_EQ(nullptr, none);
+    // The failure is still pending: the cast above never reached the peer.
+    sp<IBase> base = peer.proxy;
+    EXPECT_EQ(nullptr,
+              static_cast<sp<IVirCameraSwitchCallback>>(IVirCameraSwitchCallback::castFrom(base)));
+    peer.process->kill();
+    EXPECT_EQ(
+        peer.proxy.get(),
+        static_cast<sp<IVirCameraSwitchCallback>>(IVirCameraSwitchCallback::castFrom(typed)).get());
+}
+
+TEST(CastFromTest, WithErrorsTheCheckReturnsTheTransportStatusItself) {
+    RemoteSwitchCallback peer;
+    sp<IBase> base = peer.proxy;
 
     peer.process->failNextCalls("interfaceChain");
-    sp<IVirCameraSwitchCallback> failedQuietly = IVirCameraSwitchCallback::castFrom(base);
-    EXPECT_EQ(nullptr, failedQuietly);
+    auto failed = IVirCameraSwitchCallback::castFrom(base, true);
+    EXPECT_FALSE(failed.isDeadObject());
+    EXPECT_NE(std::string::npos, failed.description().find("FAILED_TRANSACTION"));
+    EXPECT_FALSE(failed.isOk());
 
     peer.process->kill();
-    auto loud = IVirCameraSwitchCallback::castFrom(base, true);
-    EXPECT_TRUE(loud.isDeadObject());
+    auto dead = IVirCameraSwitchCallback::castFrom(base, true);
+    EXPECT_TRUE(dead.isDeadObject());
 }
 
 }  // namespace

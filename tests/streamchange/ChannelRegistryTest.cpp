@@ -2,8 +2,14 @@
 // death of a remote channel sets off.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <future>
+#include <thread>
+
 #include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
+#include "translator/VirCameraChannelForTranslator.h"
 
 namespace vircam_test {
 namespace {
@@ -71,19 +77,121 @@ TEST_F(ChannelRegistryTest, ReRegistrationReplacesAndMovesTheDeathWatch) {
     EXPECT_FALSE(service->HasDeathRecipient({"dev", "cam"}));
 }
 
-TEST_F(ChannelRegistryTest, CastFailuresAreInternalErrors) {
-    remote.process->failNextCalls("interfaceChain");
-    EXPECT_EQ(CameraStatus::INTERNAL_ERROR, Register("dev", "W_cam", remote.proxy));
+// A proxy that runs a hook just before the library links to it, so a test can
+// order two registrations that race.
+class GatedChannelProxy : public vircam::HostProxyVirCameraChannelCallback {
+public:
+    using HostProxyVirCameraChannelCallback::HostProxyVirCameraChannelCallback;
+    android::hardware::Return<bool> linkToDeath(
+        const android::sp<android::hardware::hidl_death_recipient>& recipient,
+        uint64_t cookie) override {
+        beforeLink();
+        return HostProxyVirCameraChannelCallback::linkToDeath(recipient, cookie);
+    }
+    std::function<void()> beforeLink;
+};
+
+// Two registrations of one channel that race, each through a proxy of its own
+// as a device gives every incoming call: B replaces A in the callback map
+// before A's death link is saved, so B's SaveLinkToDeath finds A's recipient
+// and unlinks it through B's proxy. On a device that unlink fails: A's link
+// stays on A's proxy, with a recipient that nothing holds any more. The
+// library keeps doing it this way; the peer's death is still reported once,
+// through B's link.
+TEST_F(ChannelRegistryTest, RacingRegistrationsLeaveTheOldLinkOnTheOldProxy) {
+    android::sp<GatedChannelProxy> proxyA = new GatedChannelProxy(remote.fake, remote.process);
+    android::sp<GatedChannelProxy> proxyB = new GatedChannelProxy(remote.fake, remote.process);
+    std::promise<void> aAtLink;
+    std::promise<void> bAtLink;
+    std::promise<void> aDone;
+    std::shared_future<void> bAtLinkSeen = bAtLink.get_future().share();
+    std::shared_future<void> aDoneSeen = aDone.get_future().share();
+    proxyA->beforeLink = [&] {
+        aAtLink.set_value();
+        bAtLinkSeen.wait();
+    };
+    proxyB->beforeLink = [&] {
+        bAtLink.set_value();
+        aDoneSeen.wait();
+    };
+
+    std::thread registerA([&] {
+        EXPECT_EQ(CameraStatus::OK, Register("dev", "W_cam", proxyA));
+        aDone.set_value();
+    });
+    aAtLink.get_future().wait();  // A is in the map; its link is not saved yet
+    EXPECT_EQ(CameraStatus::OK, Register("dev", "W_cam", proxyB));
+    registerA.join();
+
+    EXPECT_TRUE(log.Has(kTag, "the vircam lnk2death registerd, clear and register again"));
+    EXPECT_TRUE(service->HasChannelCallback({"dev", "cam"}));
+    // A's link was not removed through B's proxy; its recipient is gone.
+    EXPECT_EQ(2u, remote.process->linkedRecipients());
+    EXPECT_EQ(1u, remote.process->liveRecipients());
+
+    remote.process->kill();
+    android::hardware::waitForDeathNotifications();
     EXPECT_FALSE(service->HasChannelCallback({"dev", "cam"}));
+    EXPECT_FALSE(service->HasDeathRecipient({"dev", "cam"}));
+}
+
+// Registration casts to the same type and never calls the peer: a peer that
+// fails its calls, or is already dead, still registers. A dead remote then
+// fails each switch-on in Step1 with 1 and leaves nothing behind, so the next
+// command is not refused as busy.
+TEST_F(ChannelRegistryTest, RegistrationNeverCallsThePeer) {
+    remote.process->failNextCalls("interfaceChain");
+    EXPECT_EQ(CameraStatus::OK, Register("dev", "W_cam", remote.proxy));
+    EXPECT_TRUE(service->HasChannelCallback({"dev", "cam"}));
 
     RemoteSwitchCallback devMgt;
-    devMgt.process->failNextCalls("interfaceChain");
-    EXPECT_EQ(CameraStatus::INTERNAL_ERROR,
+    devMgt.process->kill();
+    EXPECT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    EXPECT_TRUE(service->HasSwitchCallback());
     EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT,
               static_cast<CameraStatus>(channel->registerCameraSwitchCallback(nullptr)));
-    EXPECT_FALSE(service->HasSwitchCallback());
-    EXPECT_FALSE(log.Has(kTag, "start camera switch thread"));
+}
+
+TEST(DeadPeerRegistrationTest, ADeadRemoteRegistersAndEverySwitchOnFailsInStepOne) {
+    LogCapture log;
+    SwitchHarness h;
+    RemoteChannel dead;
+    dead.process->kill();
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devB", "W_cam2", dead.proxy)));
+    EXPECT_TRUE(h.Registered("devB", "cam2"));
+    EXPECT_FALSE(log.Has("VirCam_StreamChange", "cast register IVirCameraChannelCallback failed"));
+
+    for (size_t attempt = 1; attempt <= 2; ++attempt) {
+        const auto reply = h.SwitchOn("devB", "cam2");
+        ASSERT_EQ(CameraStatus::OK, reply.status) << attempt;
+        ASSERT_TRUE(h.WaitForResults(attempt));
+        const SwitchResult result = h.devMgt.fake->Results().back();
+        EXPECT_EQ(reply.seqNum, result.seqNum);
+        EXPECT_EQ(1, result.code) << attempt;
+        ASSERT_TRUE(WaitUntil(
+            [&] { return log.Count("VirCam_StreamChange", "set to physical mode") == attempt; }));
+        EXPECT_FALSE(h.HasSession("devB", "cam2"));
+        EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
+        EXPECT_EQ("0", VirCamProperty());
+    }
+    EXPECT_EQ(2u, log.Count("VirCam_StreamChange", "open control session failed, deviceid: d**B"));
+}
+
+TEST(DeadPeerRegistrationTest, ADeadPipelineCallbackRegisters) {
+    android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
+        CreateVirtualCameraTranslator();
+    RemoteTranslatorCallback pipeline;
+    pipeline.process->kill();
+    EXPECT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(
+                  translatorChannel->RegisterCameraTranslatorCallback(0, pipeline.proxy)));
+    EXPECT_TRUE(
+        pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
+    // Its death recipient holds the channel: unregistering ends that cycle.
+    EXPECT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(translatorChannel->UnregisterCameraTranslatorCallback(0)));
 }
 
 TEST_F(ChannelRegistryTest, OnlyTheFirstSwitchCallbackStartsTheWorkers) {
@@ -119,6 +227,60 @@ TEST_F(ChannelRegistryTest, UnusedMethodsAnswerAsDocumented) {
     EXPECT_EQ(1u, log.Count(kTag, "construct VirCameraChannelForStreamChange()"));
 }
 
+// Two switch-ons of a pair whose remote is not registered, queued before the
+// workers start: the newer one leaves its session behind (Step1 finds no
+// callback and reports nothing), so the older one's preparation clears it
+// through the inserting lookup and leaves an empty registry entry. That entry
+// is missing for every lookup, but a registration over it and an
+// unregistration of it still treat it as an entry.
+TEST(EmptyRegistryEntryTest, RegisteringOverAndUnregisteringAnEmptyEntryClearItsDeathLink) {
+    LogCapture log;
+    auto* service = CreateVirtualCameraStreamChange();
+    android::sp<vircam::IVirCameraChannel> channel(service);
+    RemoteTranslatorCallback pipeline;
+    pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->SetTransCallback(pipeline.proxy, 0);
+    for (const char* id : {"cam1", "cam1", "cam2", "cam2"}) {
+        channel
+            ->switchOnVirtualCamera(
+                "dev", id,
+                [](CameraStatus status, uint32_t) { EXPECT_EQ(CameraStatus::OK, status); })
+            .isOk();
+    }
+    RemoteSwitchCallback devMgt;
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    ASSERT_TRUE(WaitUntil([&] { return log.Count(kTag, "set to physical mode") == 4; }));
+    ASSERT_EQ(2u, log.Count(kTag, "old switch on session exist, clear it"));
+    EXPECT_FALSE(service->HasChannelCallback({"dev", "cam1"}));
+    EXPECT_FALSE(service->HasChannelCallback({"dev", "cam2"}));
+
+    log.Clear();
+    RemoteChannel remote;
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(channel->registerVirtualChannelCallback(
+                                    "dev", "W_cam1", remote.proxy)));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_INFO, kTag,
+                        "registerVirtualChannelCallback: the virtual camera has been registed, "
+                        "register again, deviceid: d*v, serviceid: W****1"));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, kTag,
+                        "ClearLinkToDeath: can not find callback and linkToDeath info, deviceid: "
+                        "d*v, serviceid: c**1"));
+    EXPECT_TRUE(service->HasChannelCallback({"dev", "cam1"}));
+    EXPECT_TRUE(service->HasDeathRecipient({"dev", "cam1"}));
+    EXPECT_EQ(1u, remote.process->linkedRecipients());
+
+    log.Clear();
+    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
+                                    channel->unregisterVirtualChannelCallback("dev", "W_cam2")));
+    EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, kTag,
+                        "ClearLinkToDeath: can not find callback and linkToDeath info, deviceid: "
+                        "d*v, serviceid: c**2"));
+    // The entry is gone: a second unregistration finds nothing to clear.
+    log.Clear();
+    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
+                                    channel->unregisterVirtualChannelCallback("dev", "W_cam2")));
+    EXPECT_EQ(1u, log.Lines(kTag).size());
+}
+
 TEST(RemoteDeathTest, ARemoteDyingWhileVirtualBringsTheCameraBack) {
     LogCapture log;
     SwitchHarness h;
@@ -146,6 +308,41 @@ TEST(RemoteDeathTest, ARemoteDyingWhileVirtualBringsTheCameraBack) {
     ASSERT_TRUE(h.WaitForResults(before + 1));
     EXPECT_EQ(300, h.devMgt.fake->Results().back().code);
     EXPECT_EQ("openControlSession W_cam1", back.fake->Calls().at(0));
+}
+
+// Step2 keeps the registry for the whole step, so a death during its wait for
+// the pipeline's streams waits for the step, and the step's own failure still
+// reaches the switch callback before the death forgets it.
+TEST(RemoteDeathTest, ARemoteDyingWhileStepTwoWaitsForStreamsGetsTheStepsResult) {
+    LogCapture log;
+    SwitchHarness h(false);
+    h.translator->SetTransCallback(h.pipeline.proxy, 0);  // HAL ready, no streams backed up
+    const auto reply = h.SwitchOn("devA", "cam1");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(
+        WaitUntil([&] { return log.Has("VirCam_StreamChange", "wait for configstream 1 times"); }));
+    h.remote.process->kill();
+    android::hardware::waitForDeathNotifications();
+
+    ASSERT_TRUE(WaitUntil([&] {
+        for (const auto& result : h.devMgt.fake->Results()) {
+            if (result.switchOn && result.seqNum == reply.seqNum) {
+                return true;
+            }
+        }
+        return false;
+    }));
+    const auto results = h.devMgt.fake->Results();
+    const auto on = std::find_if(results.begin(), results.end(),
+                                 [](const SwitchResult& r) { return r.switchOn; });
+    ASSERT_NE(results.end(), on);
+    EXPECT_EQ(101, on->code);
+    EXPECT_TRUE(log.Has(ANDROID_LOG_WARN, "VirCam_StreamChange",
+                        "ConfigStream: wait for configstream 300 times"));
+    EXPECT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    EXPECT_FALSE(h.HasSession("devA", "cam1"));
+    EXPECT_FALSE(h.Registered("devA", "cam1"));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
 }
 
 }  // namespace

@@ -245,7 +245,7 @@ android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
             mRequests.push_back({buffer.frameNumber, buffer.streamId, buffer.bufferId,
                                  buffer.buffer.getNativeHandle()});
             if (mEcho.joinable()) {
-                vircam::VirImageResult image;
+                vircam::VirImageResult image{};
                 image.frameNumber = static_cast<uint32_t>(buffer.frameNumber);
                 image.bufferId = buffer.bufferId;
                 image.streamId = buffer.streamId;

@@ -3,7 +3,7 @@
 // returned, with any result code, or dies when the call arrives.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraChannelCallback.h>
+#include <hostproxy/HostProxyVirCameraChannelCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
 #include <chrono>
@@ -110,7 +110,7 @@ private:
     std::thread mEcho;
 };
 
-struct RemoteChannel : RemotePeer<FakeRemoteChannel, vircam::BpHwVirCameraChannelCallback> {
+struct RemoteChannel : RemotePeer<FakeRemoteChannel, vircam::HostProxyVirCameraChannelCallback> {
     explicit RemoteChannel(uint32_t firstSessionId = 10) : RemotePeer(firstSessionId) {
         fake->AttachProcess(process);
     }

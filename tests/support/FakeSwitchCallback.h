@@ -1,7 +1,7 @@
 // The device-management side's switch callback: records every result.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraSwitchCallback.h>
+#include <hostproxy/HostProxyVirCameraSwitchCallback.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -46,6 +46,6 @@ private:
 
 using RemoteSwitchCallback =
     RemotePeer<FakeSwitchCallback,
-               vendor::travik::hardware::camera::vircamera::V1_0::BpHwVirCameraSwitchCallback>;
+               vendor::travik::hardware::camera::vircamera::V1_0::HostProxyVirCameraSwitchCallback>;
 
 }  // namespace vircam_test

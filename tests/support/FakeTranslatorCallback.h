@@ -1,7 +1,7 @@
 // The camera HAL pipeline's translator callback: records images and commands.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraTranslatorCallback.h>
+#include <hostproxy/HostProxyVirCameraTranslatorCallback.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -39,8 +39,8 @@ private:
     std::vector<std::pair<uint32_t, std::string>> mCommands;
 };
 
-using RemoteTranslatorCallback =
-    RemotePeer<FakeTranslatorCallback,
-               vendor::travik::hardware::camera::vircamera::V1_0::BpHwVirCameraTranslatorCallback>;
+using RemoteTranslatorCallback = RemotePeer<
+    FakeTranslatorCallback,
+    vendor::travik::hardware::camera::vircamera::V1_0::HostProxyVirCameraTranslatorCallback>;
 
 }  // namespace vircam_test

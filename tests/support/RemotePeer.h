@@ -1,5 +1,5 @@
 // A fake peer in a process of its own: the library reaches it only through a
-// BpHw proxy, so the test can kill the process or fail one of its calls.
+// host proxy, so the test can kill the process or fail one of its calls.
 #pragma once
 
 #include <hidl/HidlRemote.h>

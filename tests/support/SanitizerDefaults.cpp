@@ -15,19 +15,34 @@ const char* __lsan_default_suppressions() {
 
 extern "C" {
 
-// A switch step waits on its condition variable holding the async-info lock,
-// so waking up takes the step's lock under it: the reverse of the order in
-// which the wait began. The notifiers only try_lock the async-info lock while
-// they hold a step's lock, which cannot block, so the cycle that the
-// lock-order detector sees is never waited on.
+// Each suppression names one frame that does nothing but the one lock
+// operation it excuses; a deadlock report is suppressed when any of its
+// stacks passes through the frame, so with second_deadlock_stack off
+// (scripts/test.sh) only cycles with an edge taken in that frame are hidden.
 //
-// libutils comes uninstrumented from Debian: the atomic decrement through
-// which the last strong reference orders the destruction of a RefBase object
-// after its other users is invisible here, so the destructor it runs looks
-// like a race with them.
+// SleepHoldingAsyncInfo: a switch step sleeps on its condition variable
+// holding the async-info lock, so waking up takes the step's lock under it,
+// the reverse of the order in which the wait began. The notifiers only
+// try_lock the async-info lock while they hold a step's lock, which cannot
+// block, so that cycle is never waited on. A real cycle is hidden only if one
+// of its edges is this re-lock of a step's (or the HAL-init) mutex.
+//
+// ReacquireChannelOpt: mChannelOptMutex is taken by the switch-on worker
+// alone (before its queue mutex when it starts, after a step's locks when a
+// wait ends), and a deadlock needs two threads, so no cycle through it can
+// be waited on. Only cycles through that mutex are hidden.
+//
+// ListenerDeathRecipient's destructor: libutils comes uninstrumented from
+// Debian, so the atomic decrement by which the last strong reference orders
+// a death recipient's destruction after its other holders is invisible, and
+// the destructor's write of the vtable pointer (the recipients derive
+// virtually from RefBase) looks like a race with the last other holder's
+// release. race_top matches only the top frame: the vtable write at the
+// start of that destructor, nothing it calls or that calls it.
 const char* __tsan_default_suppressions() {
-    return "deadlock:WaitForChannelOptReturnLocked\n"
-           "race:android::RefBase::decStrong\n";
+    return "deadlock:SleepHoldingAsyncInfo\n"
+           "deadlock:ReacquireChannelOpt\n"
+           "race_top:ListenerDeathRecipient::~ListenerDeathRecipient\n";
 }
 
 }  // extern "C"

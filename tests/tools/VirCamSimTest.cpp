@@ -71,7 +71,11 @@ TEST(VirCamSimTraceTest, HandoverTraceIsTraceEventJsonWithTheSwitchStepsInOrder)
             lastStepStart = event["ts"].asInt64();
             steps.push_back(event["name"].asString().substr(0, 5));
         } else if (track.rfind("stream ", 0) == 0) {
-            EXPECT_EQ("delivered", event["args"]["outcome"].asString()) << track;
+            // A frame still out at a switch-off comes back through the flush
+            // (a slow machine makes that likely); anything else is a fault.
+            const std::string outcome = event["args"]["outcome"].asString();
+            EXPECT_TRUE(outcome == "delivered" || outcome.rfind("flushed by the ", 0) == 0)
+                << track << ": " << outcome;
             ++framesPerStream[track];
         } else if (track == "devmgt" && event["name"].asString().rfind("switch-on", 0) == 0 &&
                    event.isMember("args")) {
@@ -128,7 +132,10 @@ TEST(VirCamSimScenarioTest, ExampleLoadsAndMistakesAreNamedByTheirPlace) {
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (argc > 1) {
-        vircam_test::gSimulator = argv[1];
+        // A cross-built simulator starts under the emulator, as its tour cells do.
+        const char* launcher = getenv("VIRCAM_SIM_LAUNCHER");
+        vircam_test::gSimulator =
+            (launcher != nullptr && *launcher != '\0' ? std::string(launcher) + " " : "") + argv[1];
     }
     return RUN_ALL_TESTS();
 }

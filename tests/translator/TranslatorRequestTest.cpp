@@ -14,7 +14,7 @@ namespace {
 constexpr const char* kTag = "VirCam_Translator";
 
 vircam::VirImageBuffer Element(int32_t frame, int32_t stream, uint64_t buffer) {
-    vircam::VirImageBuffer element;
+    vircam::VirImageBuffer element{};
     element.frameNumber = frame;
     element.streamId = stream;
     element.bufferId = buffer;
@@ -83,6 +83,29 @@ TEST(TranslatorRequestTest, NotifyRecordsThePhysicalCameraOfTheProperty) {
     EXPECT_EQ("Camera_5", VirCamProperty());
 }
 
+// Nesting deeper than the JSON reader's stack limit, as the whole command or
+// inside the camera-info document, takes the ordinary parse-failure path.
+TEST(TranslatorRequestTest, NotifyOfDeeplyNestedJsonIsAParseFailureAtBothLevels) {
+    LogCapture log;
+    SwitchHarness h(false);
+    h.channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": [\"4\"]}"})")
+        .isOk();
+    for (size_t depth : {size_t{1001}, size_t{100000}}) {
+        const std::string nested = std::string(depth, '[') + std::string(depth, ']');
+        log.Clear();
+        EXPECT_TRUE(h.channel->notify(0, nested).isOk());
+        EXPECT_TRUE(
+            h.channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": )" + nested + "}").isOk());
+        EXPECT_EQ(2u, log.Count("VirCam_StreamChange", "notify: StringToJsonValue failed"));
+        EXPECT_TRUE(
+            h.channel->notify(0, R"({"notifyKey": 101, "notifyMsgData": ")" + nested + "\"}")
+                .isOk());
+        EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange",
+                            "SavePhysicalCameraID: StringToJsonValue failed"));
+        EXPECT_EQ("4", h.service->GetPhysicalCameraId()) << depth;
+    }
+}
+
 TEST(TranslatorRequestTest, CloseEndsPhysicalWhateverFails) {
     SwitchHarness h;
     NativeBuffer buffer;
@@ -108,7 +131,7 @@ TEST(TranslatorRequestTest, CloseEndsPhysicalWhateverFails) {
 
 TEST(TranslatorRequestTest, MetadataAndReconfigurationReachTheRemoteWhileVirtual) {
     SwitchHarness h;
-    vircam::VirMetaRequest meta;
+    vircam::VirMetaRequest meta{};
     meta.frameNumber = 9;
     EXPECT_EQ(-1, h.translator->ProcessMetaRequest(meta));
     h.SwitchOnAndWait("devA", "cam1");

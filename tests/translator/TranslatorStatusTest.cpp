@@ -79,7 +79,7 @@ TEST(TranslatorStatusTest, TheWayBackFlushesOnceAndTellsEveryCallback) {
 TEST(TranslatorStatusTest, ImagesReachEveryCallbackInKeyOrderEvenWhenOneFails) {
     LogCapture log;
     CVirtualSwitchCameraTranslator* t = CVirtualSwitchCameraTranslator::GetInstance();
-    vircam::VirImageResult image;
+    vircam::VirImageResult image{};
     image.frameNumber = 42;
     t->OnImageBufferDone(image, 0);
     EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, kTag, "onTranslatorImageBufferDone: callback null"));
@@ -108,6 +108,32 @@ TEST(TranslatorStatusTest, ThePropertyNamesTheCameraOnlyWhenThereIsOne) {
     EXPECT_EQ("Camera_4", VirCamProperty());
     t->DisableProperity();
     EXPECT_EQ("0", VirCamProperty());
+}
+
+// A property value holds at most 91 bytes on a device. The library ignores
+// the refusal, so a physical camera id too long for "Camera_" + id leaves the
+// property at "0" while the camera is virtual.
+TEST(TranslatorStatusTest, APhysicalIdTooLongForThePropertyLeavesItsOldValue) {
+    SwitchHarness h;
+    auto notifyPhysicalId = [&](const std::string& id) {
+        h.channel
+            ->notify(0, R"({"notifyKey": 101, "notifyMsgData": "{\"virCamInfo\": [\")" + id +
+                            R"(\"]}"})")
+            .isOk();
+        ASSERT_EQ(id, h.service->GetPhysicalCameraId());
+    };
+    notifyPhysicalId(std::string(84, '7'));  // "Camera_" + 84 = 91 bytes: fits
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ("Camera_" + std::string(84, '7'), VirCamProperty());
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOff("devA", "cam1").status);
+    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    EXPECT_EQ("0", VirCamProperty());
+
+    notifyPhysicalId(std::string(85, '7'));  // 92 bytes: refused
+    h.AddRemote("devA", "cam1", 40);         // a switch-off forgets the remote
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_EQ("0", VirCamProperty());
+    EXPECT_EQ(pelcamera::VIRTUAL, h.service->GetCameraMode());
 }
 
 TEST(TranslatorChannelTest, CommandsAnswerInTheStatus) {

@@ -86,4 +86,26 @@ TEST(JsonUtilTest, ArrayReadSkipsNonStringElementsAndAppends) {
     EXPECT_EQ(3u, items.size());
 }
 
+std::string Nested(size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+}
+
+// The reader throws past its stack limit; a peer's text must never get an
+// exception out of the helpers, only the ordinary parse failure.
+TEST(JsonUtilTest, NestingPastTheReadersLimitIsAParseFailure) {
+    LogCapture log;
+    Json::Value doc(7);
+    EXPECT_EQ(0, JsonUtil::StringToJsonValue(Nested(900), doc));
+    doc = 7;
+    for (size_t depth : {size_t{1001}, size_t{100000}}) {
+        log.Clear();
+        EXPECT_EQ(-1, JsonUtil::StringToJsonValue(Nested(depth), doc)) << depth;
+        EXPECT_EQ(1u, log.Count(kTag, "StringToJsonValue convert ([[[")) << depth;
+        EXPECT_EQ(7, doc.asInt()) << "a failed parse leaves the target as it was";
+        const std::string inMember =
+            R"({"notifyKey": 101, "notifyMsgData": )" + Nested(depth) + "}";
+        EXPECT_EQ(-1, JsonUtil::StringToJsonValue(inMember, doc)) << depth;
+    }
+}
+
 }  // namespace

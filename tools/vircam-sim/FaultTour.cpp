@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>  // environ
 
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -202,6 +203,19 @@ struct Child {
     int status = 0;
 };
 
+// The words of VIRCAM_SIM_LAUNCHER, split at spaces: the command (an
+// emulator such as "qemu-aarch64 -L /") under which a cell must start when
+// this binary cannot be executed by the kernel directly.
+std::vector<std::string> LauncherWords() {
+    std::vector<std::string> words;
+    const char* launcher = getenv(kLauncherVariable);
+    std::istringstream in(launcher != nullptr ? launcher : "");
+    for (std::string word; in >> word;) {
+        words.push_back(word);
+    }
+    return words;
+}
+
 bool Spawn(const std::string& self, const std::vector<std::string>& passOn, Child& child) {
     char path[] = "/tmp/vircam-sim-cell-XXXXXX";
     const int fd = mkstemp(path);
@@ -209,7 +223,8 @@ bool Spawn(const std::string& self, const std::vector<std::string>& passOn, Chil
         return false;
     }
     child.outputPath = path;
-    std::vector<std::string> args{self, "--cell", CellName(child.cell)};
+    std::vector<std::string> args = LauncherWords();
+    args.insert(args.end(), {self, "--cell", CellName(child.cell)});
     args.insert(args.end(), passOn.begin(), passOn.end());
     std::vector<char*> argv;
     argv.reserve(args.size() + 1);
@@ -221,8 +236,8 @@ bool Spawn(const std::string& self, const std::vector<std::string>& passOn, Chil
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, fd, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fd, STDERR_FILENO);
-    const int spawned =
-        posix_spawn(&child.pid, self.c_str(), &actions, nullptr, argv.data(), environ);
+    // The launcher, when there is one, is looked up on PATH; `self` is absolute.
+    const int spawned = posix_spawnp(&child.pid, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     close(fd);
     return spawned == 0;

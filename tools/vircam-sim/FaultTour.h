@@ -24,7 +24,11 @@ bool CellFromName(const std::string& name, TourCell& cell);
 Scenario CellScenario(const TourCell& cell);
 // What a cell's child process prints last, for the tour to collect.
 void PrintCellLine(const TourCell& cell, const RunReport& report, FILE* out);
-// Runs the cells through `self --cell NAME`; returns the number that failed.
+// Names the command prefix under which the cells start, e.g. an emulator for a
+// cross-built simulator: qemu-user cannot execute another arm64 program itself.
+constexpr const char* kLauncherVariable = "VIRCAM_SIM_LAUNCHER";
+// Runs the cells through `[launcher] self --cell NAME`; returns the number
+// that failed.
 int RunFaultTour(const std::string& self, const std::vector<std::string>& passOn, int parallel,
                  bool verbose, FILE* out);
 

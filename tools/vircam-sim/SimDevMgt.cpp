@@ -20,10 +20,10 @@ SimDevMgt::SimDevMgt(const android::sp<vircam::IVirCameraChannel>& service, Reco
     : mService(service),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
-      mProxy(new vircam::BpHwVirCameraSwitchCallback(this, mProcess)) {}
+      mProxy(new vircam::HostProxyVirCameraSwitchCallback(this, mProcess)) {}
 
 void SimDevMgt::Shutdown() {
-    android::sp<vircam::BpHwVirCameraSwitchCallback> proxy = std::move(mProxy);
+    android::sp<vircam::HostProxyVirCameraSwitchCallback> proxy = std::move(mProxy);
 }
 
 void SimDevMgt::RegisterCallback() {

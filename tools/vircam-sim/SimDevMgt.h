@@ -3,7 +3,7 @@
 // with its sequence number.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraSwitchCallback.h>
+#include <hostproxy/HostProxyVirCameraSwitchCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
 #include <chrono>
@@ -75,7 +75,7 @@ private:
     android::sp<vircam::IVirCameraChannel> mService;
     Recorder& mRecorder;
     android::sp<android::hardware::RemoteProcess> mProcess;
-    android::sp<vircam::BpHwVirCameraSwitchCallback> mProxy;
+    android::sp<vircam::HostProxyVirCameraSwitchCallback> mProxy;
 
     mutable std::mutex mLock;
     std::condition_variable mArrived;

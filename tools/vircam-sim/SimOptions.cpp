@@ -30,6 +30,8 @@ bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error
             options.tour = true;
         } else if (arg == "--verbose") {
             options.verbose = true;
+        } else if (arg == "--dump") {
+            options.dump = true;
         } else if (arg == "--scenario" && hasValue) {
             options.scenarioFile = value();
         } else if (arg == "--cell" && hasValue) {
@@ -101,6 +103,8 @@ what to show:
                        https://ui.perfetto.dev or chrome://tracing
   --verbose            with --tour: print every cell's timeline, not only the
                        failed ones
+  --dump               at the end of the run (or of the --cell), print what
+                       `lshal debug` prints for both of the library's services
 
 what to change (for every remote / the pipeline):
   --latency MS         remote result and image latency (default 0)
@@ -108,6 +112,10 @@ what to change (for every remote / the pipeline):
   --streams N          streams of the camera (default 3, at most 8)
   --stream-seconds S   length of each "stream" step of the default handover
   --parallel N         tour cells run side by side (default 6)
+
+environment:
+  VIRCAM_SIM_LAUNCHER  words put before every tour cell's command, e.g.
+                       "qemu-aarch64 -L /" for a simulator built for arm64
 
 exit status: 0 every expectation held, 1 some did not, 2 bad command line or
 scenario file.

@@ -13,6 +13,7 @@ struct SimOptions {
     std::string cell;  // one cell of the tour
     bool log = false;
     bool verbose = false;
+    bool dump = false;  // both `lshal debug` dumps at the end of a run or cell
     std::string tracePath;
     int parallel = 6;
     // Overrides for every remote / the pipeline, when given.

@@ -55,7 +55,7 @@ SimPipeline::SimPipeline(const PipelineConfig& config, Recorder& recorder)
       mRecorder(recorder),
       mCallback(new PipelineCallback(this)),
       mProcess(new android::hardware::RemoteProcess()),
-      mProxy(new vircam::BpHwVirCameraTranslatorCallback(mCallback, mProcess)) {}
+      mProxy(new vircam::HostProxyVirCameraTranslatorCallback(mCallback, mProcess)) {}
 
 SimPipeline::~SimPipeline() {
     StopStreaming();
@@ -248,7 +248,7 @@ void SimPipeline::SendToLibrary(uint32_t frameNumber) {
             SharedBuffer& buffer = *mBuffers[s][static_cast<size_t>(index)];
             WipeFrame(buffer.data(), buffer.size());
             mOutstanding[{frameNumber, streamId}] = Outstanding{index, now};
-            vircam::VirImageBuffer element;
+            vircam::VirImageBuffer element{};
             element.frameNumber = static_cast<int32_t>(frameNumber);
             element.streamId = streamId;
             element.bufferId = BufferId(streamId, index);
@@ -264,7 +264,7 @@ void SimPipeline::SendToLibrary(uint32_t frameNumber) {
         Refused(keys);
         return;
     }
-    vircam::VirMetaRequest meta;
+    vircam::VirMetaRequest meta{};
     meta.frameNumber = static_cast<int32_t>(frameNumber);
     meta.settings = std::vector<uint8_t>{static_cast<uint8_t>(frameNumber), 0x01, 0x02};
     const bool metaOk = mTranslator->ProcessMetaRequest(mConfig.cameraId, meta)
@@ -302,7 +302,7 @@ void SimPipeline::OnImage(const vircam::VirImageResult& result) {
     std::lock_guard<std::mutex> lock(mLock);
     const auto found = mOutstanding.find(key);
     if (found == mOutstanding.end()) {
-        ++mStats.stray;
+        ++(mAbandoned.erase(key) > 0 ? mStats.late : mStats.stray);
         return;
     }
     const Outstanding out = found->second;
@@ -347,6 +347,7 @@ void SimPipeline::OnCommand(uint32_t cmdId) {
             const auto first = *mOutstanding.begin();
             ++mStats.flushedByPipeline;
             ++abandoned;
+            mAbandoned.insert(first.first);
             Resolve(first.first, first.second, "flushed by the pipeline");
         }
     }

@@ -5,7 +5,7 @@
 // while it is physical the local sensor serves the frames.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraTranslatorCallback.h>
+#include <hostproxy/HostProxyVirCameraTranslatorCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraTranslator.h>
 
 #include <atomic>
@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
@@ -36,10 +37,11 @@ struct FrameStats {
     int64_t delivered = 0;          // came back painted right
     int64_t corrupted = 0;          // came back with the wrong pattern or buffer
     int64_t flushedByRemote = 0;    // returned with an error status by a flush
-    int64_t flushedByPipeline = 0;  // given up at the flush notice: the remote had died
+    int64_t flushedByPipeline = 0;  // given up at the flush notice
     int64_t lost = 0;               // never came back
     int64_t refused = 0;            // the library said no; served by the local sensor
     int64_t skipped = 0;            // no free buffer at the frame's time
+    int64_t late = 0;               // came back after the pipeline had given it up
     int64_t stray = 0;              // an image for no outstanding buffer
     int64_t local = 0;              // served by the local sensor while physical
     int64_t metaSent = 0;
@@ -97,7 +99,7 @@ private:
     android::sp<vircam::IVirCameraTranslator> mTranslator;
     android::sp<PipelineCallback> mCallback;
     android::sp<android::hardware::RemoteProcess> mProcess;
-    android::sp<vircam::BpHwVirCameraTranslatorCallback> mProxy;
+    android::sp<vircam::HostProxyVirCameraTranslatorCallback> mProxy;
     std::thread mHalReady;
 
     mutable std::mutex mLock;
@@ -105,6 +107,9 @@ private:
     std::vector<std::vector<std::unique_ptr<SharedBuffer>>> mBuffers;
     std::vector<std::vector<bool>> mBusy;
     std::map<FrameKey, Outstanding> mOutstanding;
+    // Given up at a flush notice: a remote whose flush failed may still
+    // return them, and a HAL drops such a late result.
+    std::set<FrameKey> mAbandoned;
     FrameStats mStats;
     bool mWasVirtual = false;
     int64_t mStreamingUs = 0;

@@ -39,7 +39,7 @@ SimRemote::SimRemote(const RemoteConfig& config,
       mService(service),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
-      mProxy(new vircam::BpHwVirCameraChannelCallback(this, mProcess)),
+      mProxy(new vircam::HostProxyVirCameraChannelCallback(this, mProcess)),
       mNextSessionId(firstSessionId),
       mImageThread([this] { RunImages(); }) {}
 
@@ -49,7 +49,7 @@ SimRemote::~SimRemote() {
 
 void SimRemote::Shutdown() {
     // The proxy holds this device: letting it go breaks the cycle.
-    android::sp<vircam::BpHwVirCameraChannelCallback> proxy = std::move(mProxy);
+    android::sp<vircam::HostProxyVirCameraChannelCallback> proxy = std::move(mProxy);
     mAnswers.Stop();
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -365,7 +365,7 @@ void SimRemote::SendImage(PendingImage& image, bool flushed) {
     if (Dead()) {
         return;
     }
-    vircam::VirImageResult result;
+    vircam::VirImageResult result{};
     result.frameNumber = image.stamp.frameNumber;
     result.bufferId = image.stamp.bufferId;
     result.streamId = image.stamp.streamId;

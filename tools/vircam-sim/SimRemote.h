@@ -4,7 +4,7 @@
 // It fails on cue: no answer, a failure code, or death.
 #pragma once
 
-#include <vendor/travik/hardware/camera/vircamera/1.0/BpHwVirCameraChannelCallback.h>
+#include <hostproxy/HostProxyVirCameraChannelCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
 #include <condition_variable>
@@ -40,7 +40,7 @@ public:
 
     // The proxy through which the library calls this device, in a process of
     // its own that can die.
-    const android::sp<vircam::BpHwVirCameraChannelCallback>& proxy() const { return mProxy; }
+    const android::sp<vircam::HostProxyVirCameraChannelCallback>& proxy() const { return mProxy; }
     const RemoteConfig& config() const { return mConfig; }
 
     void Register();
@@ -97,7 +97,7 @@ private:
     android::sp<vircam::IVirCameraChannel> mService;
     Recorder& mRecorder;
     android::sp<android::hardware::RemoteProcess> mProcess;
-    android::sp<vircam::BpHwVirCameraChannelCallback> mProxy;
+    android::sp<vircam::HostProxyVirCameraChannelCallback> mProxy;
     DelayedRunner mAnswers;
 
     mutable std::mutex mLock;

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "FaultTour.h"
+#include "LibraryDump.h"
 #include "Recorder.h"
 #include "ScenarioRunner.h"
 #include "SimClock.h"
@@ -125,6 +126,9 @@ int RunOne(const SimOptions& options) {
     }
     if (!options.cell.empty()) {
         PrintCellLine(cell, report, stdout);
+    }
+    if (options.dump) {
+        PrintLibraryDumps(stdout);
     }
     gLogRecorder = nullptr;
     return report.Passed() ? 0 : kExitFailed;

@@ -8,8 +8,10 @@
 #include <utils/StrongPointer.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
@@ -36,7 +38,23 @@ union hidl_pointer {
     T* mPointer;
     uint64_t _pad;
 };
+
+// Marks a generated interface class (the generated headers tag each one).
+struct i_tag {};
+
+// The generated headers specialise this for every enum of a package, in
+// every translation unit that includes them (without `inline`): declared in
+// an unnamed namespace, the specialisations have internal linkage and cannot
+// clash at link time, with clang as with gcc.
+inline namespace {
+template <typename T>
+constexpr std::array<T, 0> hidl_enum_values = {};
+}  // namespace
 }  // namespace details
+
+// The integer that a bit set of an enum is carried in.
+template <typename Enum>
+using hidl_bitfield = std::underlying_type_t<Enum>;
 
 class hidl_string {
 public:
@@ -57,6 +75,7 @@ public:
     size_t size() const { return mSize; }
     bool empty() const { return mSize == 0; }
     void clear();
+    // data[size] must be the terminating NUL; the runtime aborts otherwise.
     void setToExternal(const char* data, size_t size);
 
     operator std::string() const { return std::string(c_str(), mSize); }  // NOLINT
@@ -134,9 +153,10 @@ public:
     const T* begin() const { return mBuffer.mPointer; }
     const T* end() const { return mBuffer.mPointer + mSize; }
 
-    // Always reallocates and moves the elements, as the device runtime does.
+    // Always reallocates and moves the elements, as the device runtime does;
+    // even an empty vector then has a buffer.
     void resize(size_t size) {
-        T* fresh = size == 0 ? nullptr : new T[size]();
+        T* fresh = new T[size]();
         for (size_t i = 0; i < std::min(size, static_cast<size_t>(mSize)); ++i) {
             fresh[i] = std::move(mBuffer.mPointer[i]);
         }
@@ -159,13 +179,13 @@ private:
             mBuffer.mPointer[i] = *first;
         }
     }
+    // As on a device, the moved-from vector keeps its size and still points,
+    // without owning it, at the buffer it gave away.
     void moveFrom(hidl_vec&& other) {
         mBuffer = other.mBuffer;
         mSize = other.mSize;
         mOwnsBuffer = other.mOwnsBuffer;
-        other.mBuffer.mPointer = nullptr;
-        other.mSize = 0;
-        other.mOwnsBuffer = true;
+        other.mOwnsBuffer = false;
     }
     void release() {
         if (mOwnsBuffer) {
@@ -192,6 +212,10 @@ bool operator==(const hidl_vec<T>& a, const hidl_vec<T>& b) {
         }
     }
     return true;
+}
+template <typename T>
+bool operator!=(const hidl_vec<T>& a, const hidl_vec<T>& b) {
+    return !(a == b);
 }
 
 // Owns its native handle only when made to: a copy clones the handle (the
@@ -222,6 +246,62 @@ private:
 static_assert(sizeof(hidl_string) == 16 && alignof(hidl_string) == 8, "hidl_string layout");
 static_assert(sizeof(hidl_vec<int>) == 16 && alignof(hidl_vec<int>) == 8, "hidl_vec layout");
 static_assert(sizeof(hidl_handle) == 16 && alignof(hidl_handle) == 8, "hidl_handle layout");
+
+// A fixed-size array field (the generated IBase's hash chain uses one).
+template <typename T, size_t N>
+class hidl_array {
+public:
+    T* data() { return mBuffer; }
+    const T* data() const { return mBuffer; }
+    T& operator[](size_t i) { return mBuffer[i]; }
+    const T& operator[](size_t i) const { return mBuffer[i]; }
+    static constexpr size_t size() { return N; }
+
+private:
+    T mBuffer[N] = {};
+};
+
+// The printers that the generated toString() functions call.
+namespace details {
+template <typename T>
+std::string toHexString(T value, bool prefix = true) {
+    static_assert(std::is_integral<T>::value, "an integer");
+    char buffer[2 + 2 * sizeof(T) + 1];
+    snprintf(buffer, sizeof(buffer), prefix ? "0x%llx" : "%llx",
+             static_cast<unsigned long long>(static_cast<std::make_unsigned_t<T>>(value)));
+    return buffer;
+}
+}  // namespace details
+
+inline std::string toString(bool value) {
+    return value ? "true" : "false";
+}
+template <typename T, typename = std::enable_if_t<std::is_arithmetic<T>::value>>
+std::string toString(T value) {
+    return std::to_string(value);
+}
+inline std::string toString(const hidl_string& s) {
+    return "\"" + std::string(s) + "\"";
+}
+std::string toString(const hidl_handle& handle);
+template <typename T>
+std::string toString(const hidl_vec<T>& v) {
+    using ::android::hardware::toString;
+    std::string out = "[" + std::to_string(v.size()) + "]{";
+    for (size_t i = 0; i < v.size(); ++i) {
+        out += (i == 0 ? "" : ", ") + toString(v[i]);
+    }
+    return out + "}";
+}
+template <typename T, size_t N>
+std::string toString(const hidl_array<T, N>& a) {
+    using ::android::hardware::toString;
+    std::string out = "[" + std::to_string(N) + "]{";
+    for (size_t i = 0; i < N; ++i) {
+        out += (i == 0 ? "" : ", ") + toString(a[i]);
+    }
+    return out + "}";
+}
 
 // Told by the runtime when a peer that it was linked to has died.
 struct hidl_death_recipient : virtual public RefBase {

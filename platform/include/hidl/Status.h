@@ -15,6 +15,7 @@ class Status final {
 public:
     enum Exception : int32_t {
         EX_NONE = 0,
+        EX_NULL_POINTER = -4,
         EX_TRANSACTION_FAILED = -129,
     };
 
@@ -32,6 +33,9 @@ private:
     int32_t mException = EX_NONE;
     status_t mErrorCode = OK;
 };
+
+template <typename T>
+class Return;
 
 namespace details {
 
@@ -69,6 +73,10 @@ public:
     std::string description() const { return mStatus.description(); }
 
 protected:
+    // A failed call's status, passed on unchanged as another call's result.
+    template <typename T, typename U>
+    friend Return<U> StatusOf(const Return<T>& ret);
+
     void assertOk() const {
         if (!isOk()) {
             readValueOfFailedReturn(mStatus);
@@ -114,6 +122,13 @@ public:
     Return(Return&&) noexcept = default;
     Return& operator=(Return&&) noexcept = default;
 };
+
+namespace details {
+template <typename T, typename U>
+Return<U> StatusOf(const Return<T>& ret) {
+    return Return<U>(static_cast<const return_status&>(ret).mStatus);
+}
+}  // namespace details
 
 inline Return<void> Void() {
     return Return<void>();

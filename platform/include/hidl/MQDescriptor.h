@@ -1,0 +1,5 @@
+// Host stand-in: every generated header includes this one, but nothing of
+// this package carries a fast message queue, so it declares nothing more.
+#pragma once
+
+#include <hidl/HidlSupport.h>

@@ -1,0 +1,52 @@
+// Host only: the proxy through which a process calls a remote IVirCameraTranslatorCallback
+// living in a RemoteProcess. (A device uses hidl-gen's BpHw class instead.)
+#pragma once
+
+#include <hidl/HidlRemote.h>
+#include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraTranslatorCallback.h>
+
+namespace vendor {
+namespace travik {
+namespace hardware {
+namespace camera {
+namespace vircamera {
+namespace V1_0 {
+
+class HostProxyVirCameraTranslatorCallback final
+    : public ::android::hardware::details::RemoteProxy<IVirCameraTranslatorCallback> {
+public:
+    using RemoteProxy::RemoteProxy;
+
+private:
+    using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
+    using hidl_string = ::android::hardware::hidl_string;
+    template <typename T>
+    using hidl_vec = ::android::hardware::hidl_vec<T>;
+    template <typename T>
+    using Return = ::android::hardware::Return<T>;
+
+public:
+    Return<CameraStatus> ProcessCaptureResult(const VirImageResult& result) override {
+        return transact(__func__, [&] { return mImpl->ProcessCaptureResult(result); });
+    }
+    Return<void> reserved2() override {
+        return transact(__func__, [&] { return mImpl->reserved2(); });
+    }
+    Return<CameraStatus> NotifyCommonCmd(uint32_t cmdId, const hidl_string& value) override {
+        return transact(__func__, [&] { return mImpl->NotifyCommonCmd(cmdId, value); });
+    }
+};
+
+}  // namespace V1_0
+}  // namespace vircamera
+}  // namespace camera
+}  // namespace hardware
+}  // namespace travik
+}  // namespace vendor
+
+template <>
+struct android::hardware::details::HostProxyOf<
+    vendor::travik::hardware::camera::vircamera::V1_0::IVirCameraTranslatorCallback> {
+    using type =
+        vendor::travik::hardware::camera::vircamera::V1_0::HostProxyVirCameraTranslatorCallback;
+};

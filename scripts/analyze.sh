@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Clang's thread-safety analysis over the library, as the device toolchain
+# runs it: clang with libc++, whose std::mutex and std::lock_guard carry
+# capability attributes, -Wthread-safety and -Werror. Compile only: Debian's
+# AOSP libraries are built against libstdc++, so nothing here can be linked.
+# Exits non-zero on any finding.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+packages=(cmake ninja-build clang-14 libc++-14-dev libc++abi-14-dev android-libutils-dev
+          android-liblog-dev android-libcutils-dev android-libbase-dev libjsoncpp-dev
+          libgtest-dev libgmock-dev libbenchmark-dev)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "analyze: installing ${missing[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get -o DPkg::Lock::Timeout=600 update -qq
+    apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}" \
+        >/dev/null
+fi
+
+dir=build-analyze
+flags="-stdlib=libc++ -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety"
+cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++-14 \
+    -DCMAKE_CXX_FLAGS="$flags" -DVIRCAM_SANITIZE= >/dev/null
+# vircam_core is an object library: utils/, streamchange/ and translator/,
+# compiled and never linked.
+cmake --build "$dir" --target vircam_core -- -k 0
+echo "analyze: no thread-safety finding in utils/, streamchange/, translator/"

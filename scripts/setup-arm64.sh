@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs what the arm64 cross build needs beside the host build's packages:
+# the cross compiler, qemu-user and the arm64 builds of the same libraries.
+# Skips apt-get entirely when everything is already there. $1 is the folder
+# into which the arm64 7z.so is unpacked (see cmake/aarch64-linux-gnu.cmake).
+set -euo pipefail
+libs_dir=$1
+
+packages=(g++-aarch64-linux-gnu qemu-user android-libutils-dev:arm64 android-liblog-dev:arm64
+          android-libcutils-dev:arm64 android-libbase-dev:arm64 libjsoncpp-dev:arm64
+          libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64)
+
+export DEBIAN_FRONTEND=noninteractive
+if ! dpkg --print-foreign-architectures | grep -qx arm64; then
+    dpkg --add-architecture arm64
+fi
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+    echo "setup-arm64: installing ${missing[*]}"
+    apt-get -o DPkg::Lock::Timeout=600 update -qq
+    apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}" \
+        >/dev/null
+fi
+
+# p7zip-full:arm64 conflicts with the host's p7zip-full, so its 7z.so is
+# unpacked into the build instead of installed.
+if [ ! -f "$libs_dir/usr/lib/p7zip/7z.so" ]; then
+    mkdir -p "$libs_dir"
+    download=$(mktemp -d)
+    (cd "$download" && apt-get download -qq p7zip-full:arm64)
+    dpkg -x "$download"/p7zip-full_*_arm64.deb "$libs_dir"
+    rm -rf "$download"
+fi
