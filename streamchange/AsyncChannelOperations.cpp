@@ -250,6 +250,7 @@ bool VirCameraChannelForStreamChange::AwaitStepResult(
 bool VirCameraChannelForStreamChange::AfterOpenCtrSession(
     uint32_t seqNum, const ChannelKey& key, const sp<vircam::IVirCameraChannelCallback>& callback,
     std::shared_ptr<VirCamSession>& session) {
+    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
     std::unique_lock<std::mutex> lock(mOpenCtrlSessionMutex);
     if (AwaitStepResult(__func__, lock, mOpenCtrlSessionCond, kOpenCtrlWait, session)) {
         return true;
@@ -270,6 +271,7 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
         NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
         return UndoSwitchStep(callback, key);
     }
+    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
     std::unique_lock<std::mutex> lock(mConfigStreamMutex);
     if (AwaitStepResult(__func__, lock, mConfigStreamCond, kConfigStreamWait, session)) {
         return true;
@@ -281,6 +283,7 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
 bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
     uint32_t seqNum, const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key,
     const std::shared_ptr<VirCamSession>& session) {
+    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
     std::unique_lock<std::mutex> lock(mOpenDataSessionMutex);
     if (AwaitStepResult(__func__, lock, mOpenDataSessionCond, kOpenDataWait, session)) {
         return true;
@@ -292,6 +295,7 @@ bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
 // A stream reconfiguration of a running virtual camera waits as Step2 does.
 bool VirCameraChannelForStreamChange::AwaitReconfiguration(
     const std::shared_ptr<VirCamSession>& session) {
+    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
     std::unique_lock<std::mutex> lock(mConfigStreamMutex);
     return AwaitStepResult("ConfigureStreams", lock, mConfigStreamCond, kConfigStreamWait, session);
 }

@@ -147,23 +147,27 @@ std::string VirCameraChannelForStreamChange::DumpState(const DumpDeadline& deadl
 
 void VirCameraChannelForStreamChange::DumpSwitching(std::string& out,
                                                     const DumpDeadline& deadline) {
-    if (auto lock = deadline.TryLock(mModeMutex)) {
+    if (deadline.TryLock(mModeMutex)) {
+        std::lock_guard<std::mutex> lock(mModeMutex, std::adopt_lock);
         AppendFormat(out, "mode: %s\n", CameraModeName(mCameraMode));
     } else {
         AppendFormat(out, "mode: %s\n", BusyText().c_str());
     }
-    if (auto lock = deadline.TryLock(mSeqNumMutex)) {
+    if (deadline.TryLock(mSeqNumMutex)) {
+        std::lock_guard<std::mutex> lock(mSeqNumMutex, std::adopt_lock);
         AppendFormat(out, "next sequence number: %u\n", mSeqNum + 1);
     } else {
         AppendFormat(out, "next sequence number: %s\n", BusyText().c_str());
     }
-    if (auto lock = deadline.TryLock(mVirCamIdMutex)) {
+    if (deadline.TryLock(mVirCamIdMutex)) {
+        std::lock_guard<std::mutex> lock(mVirCamIdMutex, std::adopt_lock);
         AppendFormat(out, "next virtual camera id: %d\n", mVirCamIdCounter + 1);
     } else {
         AppendFormat(out, "next virtual camera id: %s\n", BusyText().c_str());
     }
     // A step holds this one through its whole wait for the remote.
-    if (auto lock = deadline.TryLock(mAsyncTaskInfoMutex)) {
+    if (deadline.TryLock(mAsyncTaskInfoMutex)) {
+        std::lock_guard<std::mutex> lock(mAsyncTaskInfoMutex, std::adopt_lock);
         AppendFormat(out,
                      "HAL init done: %s (results returned: control %s, configuration %s, "
                      "data %s)\n",
@@ -172,21 +176,24 @@ void VirCameraChannelForStreamChange::DumpSwitching(std::string& out,
     } else {
         AppendFormat(out, "HAL init done: %s\n", BusyText().c_str());
     }
-    if (auto lock = deadline.TryLock(mPhysicalCameraIdMutex)) {
+    if (deadline.TryLock(mPhysicalCameraIdMutex)) {
+        std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex, std::adopt_lock);
         AppendFormat(out, "physical camera id: %s\n",
                      mPhysicalCameraId.empty() ? "(none)" : mPhysicalCameraId.c_str());
     } else {
         AppendFormat(out, "physical camera id: %s\n", BusyText().c_str());
     }
     // Held through the report of a result to device management.
-    if (auto lock = deadline.TryLock(mSwitchCallbackMutex)) {
+    if (deadline.TryLock(mSwitchCallbackMutex)) {
+        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex, std::adopt_lock);
         AppendFormat(out, "switch callback: %s\n",
                      mSwitchCallback != nullptr ? "registered" : "none");
     } else {
         AppendFormat(out, "switch callback: %s\n", BusyText().c_str());
     }
     int32_t running = -1;
-    if (auto lock = deadline.TryLock(mWorkerLifeMutex)) {
+    if (deadline.TryLock(mWorkerLifeMutex)) {
+        std::lock_guard<std::mutex> lock(mWorkerLifeMutex, std::adopt_lock);
         running = mWorkersRunning;
     }
     AppendFormat(out, "workers: %s, %d of 2 running; queued: switch-on %d, switch-off %d\n",
@@ -205,11 +212,11 @@ void VirCameraChannelForStreamChange::DumpSwitching(std::string& out,
 void VirCameraChannelForStreamChange::DumpSessions(std::string& out, const DumpDeadline& deadline) {
     std::vector<VirCamSession> sessions;
     {
-        auto lock = deadline.TryLock(mSessionMutex);
-        if (!lock) {
+        if (!deadline.TryLock(mSessionMutex)) {
             AppendFormat(out, "sessions: %s\n", BusyText().c_str());
             return;
         }
+        std::lock_guard<std::mutex> lock(mSessionMutex, std::adopt_lock);
         for (const auto& entry : *mVirCamSessionMap) {
             sessions.push_back(*entry.second);
         }
@@ -232,11 +239,11 @@ void VirCameraChannelForStreamChange::DumpChannelCallbacks(std::string& out,
                                                            const DumpDeadline& deadline) {
     std::vector<ChannelKey> registered;
     {
-        auto lock = deadline.TryLock(mChannelCallbackMutex);
-        if (!lock) {
+        if (!deadline.TryLock(mChannelCallbackMutex)) {
             AppendFormat(out, "channel callbacks: %s\n", BusyText().c_str());
             return;
         }
+        std::lock_guard<std::mutex> lock(mChannelCallbackMutex, std::adopt_lock);
         for (const auto& entry : *mChannelCallbackMap) {
             if (entry.second != nullptr) {
                 registered.push_back(entry.first);
@@ -245,7 +252,8 @@ void VirCameraChannelForStreamChange::DumpChannelCallbacks(std::string& out,
     }
     std::set<ChannelKey> linked;
     bool linksKnown = false;
-    if (auto lock = deadline.TryLock(mDeathRecipientMutex)) {
+    if (deadline.TryLock(mDeathRecipientMutex)) {
+        std::lock_guard<std::mutex> lock(mDeathRecipientMutex, std::adopt_lock);
         linksKnown = true;
         for (const auto& entry : *mDeathRecipientMap) {
             linked.insert(entry.first);

@@ -271,6 +271,7 @@ bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
         VIRCAM_LOGD(kStreamChangeLog, "%s: callback already register");
         return true;
     }
+    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
     std::unique_lock<std::mutex> lock(mHalInitMutex);
     if (WaitForChannelOptReturnLocked(lock, mHalInitCond, kHalInitTimeoutSeconds, HAL_INIT) == 0) {
         return true;

@@ -48,19 +48,21 @@ using ChannelKey = std::pair<std::string, std::string>;
 //   1. mSwitchOnTaskMutex or mSwitchOffTaskMutex   the worker's queue, held
 //                                                   through a whole sequence
 //   2. mSwitchWorkMutex                            one sequence at a time
+//      the translator's locks (TranslatorLocks.h) when a worker calls the
+//      translator; the pipeline's own calls start here
 //   3. mChannelCallbackMutex                       the remote channel registry
 //   4. either mDeathRecipientMutex,
-//      or a step mutex (mOpenCtrlSessionMutex, mConfigStreamMutex,
-//      mOpenDataSessionMutex; mHalInitMutex for the HAL-init wait)
-//      followed by mAsyncTaskInfoMutex (a notifier only try_locks it)
+//      or, for a waiter, mStepWaiterMutex and then a step mutex
+//      (mOpenCtrlSessionMutex, mConfigStreamMutex, mOpenDataSessionMutex;
+//      mHalInitMutex for the HAL-init wait); a result notifier takes only
+//      the step mutex. Then mAsyncTaskInfoMutex (a notifier only try_locks
+//      it; a waiter holds it while it sleeps)
 // Leaf locks, held briefly with no other lock of the library taken inside:
 // mSessionMutex, mModeMutex (the system property is set under it),
 // mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex, mWorkerLifeMutex.
 // mSwitchCallbackMutex is a leaf too, but the remote switch results are sent
 // under it. mChannelOptMutex is the switch-on
 // worker's own: no other thread takes it, so it stands outside the order.
-// The translator's locks come before all of these when the pipeline calls
-// in; the workers call the translator from inside 1 and 2.
 class VirCameraChannelForStreamChange : public vircam::IVirCameraChannel {
 public:
     // Watches one remote channel callback; its death queues a switch-off.
@@ -494,17 +496,21 @@ private:
     std::condition_variable mWorkerLifeCond;
     std::atomic<bool> mWorkersStopping{false};
     int32_t mWorkersRunning GUARDED_BY(mWorkerLifeMutex) = 0;
+    // One waiter for a step result at a time, taken before the step mutex.
+    // A waiter sleeps holding mAsyncTaskInfoMutex and wakes by taking its
+    // step mutex back under it; a second waiter (a stream reconfiguration
+    // on a pipeline binder thread beside the switch-on worker) holding that
+    // step mutex while it blocks on mAsyncTaskInfoMutex would deadlock both.
+    std::mutex mStepWaiterMutex;
 
     // For `lshal debug` (ChannelDebugDump.cpp), on the binder thread of the
     // call. Each Dump* method tries its own locks through the deadline, one
     // at a time, reads only while it owns one, and writes "busy" with the
-    // running step when one stays held. The analysis cannot follow a lock
-    // that is only tried, hence no analysis there.
+    // running step when one stays held.
     std::string DumpState(const DumpDeadline& deadline);
-    void DumpSwitching(std::string& out, const DumpDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS;
-    void DumpSessions(std::string& out, const DumpDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS;
-    void DumpChannelCallbacks(std::string& out,
-                              const DumpDeadline& deadline) NO_THREAD_SAFETY_ANALYSIS;
+    void DumpSwitching(std::string& out, const DumpDeadline& deadline);
+    void DumpSessions(std::string& out, const DumpDeadline& deadline);
+    void DumpChannelCallbacks(std::string& out, const DumpDeadline& deadline);
     // Written by the intake, the workers and the result reports; its own leaf
     // lock, taken last.
     SwitchHistory mHistory;

@@ -145,13 +145,12 @@ private:
     void NotifyFlushToPipeline() EXCLUDES(g_callbackMutex, g_requestMutex);
     // No lock: the request is the caller's.
     static VirImageBufferVec BorrowingCopy(const VirImageBufferVec& request);
-    // The pipeline's binder thread inside ProcessCaptureRequest. Reads the
-    // buffer cache under g_requestMutex, not its guard g_bufferMutex: the
-    // pipeline never registers a buffer while it sends requests for it, and
-    // taking g_bufferMutex here would order it after g_requestMutex and hold
-    // every frame behind Close, which keeps it across the remote close calls.
-    void FillCachedHandles(VirImageBufferVec& request)
-        REQUIRES(g_requestMutex) NO_THREAD_SAFETY_ANALYSIS;
+    // The pipeline's binder thread inside ProcessCaptureRequest; takes
+    // g_bufferMutex for the lookups alone. A registration or a Close racing
+    // the lookup would change the map under the search; a request sent
+    // during a Close now waits for it, which no pipeline does on purpose.
+    void FillCachedHandles(VirImageBufferVec& request) REQUIRES(g_requestMutex)
+        EXCLUDES(g_bufferMutex);
     // The pipeline's binder thread, inside g_requestMutex or g_metaMutex;
     // m_statusMutex.
     VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status)
@@ -186,17 +185,14 @@ public:
     // For `lshal debug` (TranslatorDebugDump.cpp): the translator's state as
     // text. A binder thread. g_callbackMutex, g_bufferMutex and
     // g_flushStateMutex are only tried through `deadline`, one at a time;
-    // the status and the stream snapshot take their leaf locks. The analysis
-    // cannot follow a lock that is only tried, hence none in the dump.
-    std::string DumpState(const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
+    // the status and the stream snapshot take their leaf locks.
+    std::string DumpState(const DumpDeadline& deadline) const;
     // The channel service linked now, or null. Any thread; lock-free.
     VirCameraChannelForStreamChange* LinkedChannel() const { return m_channel.load(); }
 
 private:
-    void DumpCallbacks(std::string& out,
-                       const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
-    void DumpStreamsAndBuffers(std::string& out,
-                               const DumpDeadline& deadline) const NO_THREAD_SAFETY_ANALYSIS;
+    void DumpCallbacks(std::string& out, const DumpDeadline& deadline) const;
+    void DumpStreamsAndBuffers(std::string& out, const DumpDeadline& deadline) const;
     void DumpCounters(std::string& out) const;
     // Bumped by the frame path without a lock.
     TranslatorCounters m_counters;

@@ -31,7 +31,8 @@ std::string CVirtualSwitchCameraTranslator::DumpState(const DumpDeadline& deadli
     AppendFormat(out, "status: camera id %d, mode %s\n", status.camId,
                  CameraModeName(status.camMode));
     VirCameraChannelForStreamChange* channel = LinkedChannel();
-    if (auto lock = deadline.TryLock(g_flushStateMutex)) {
+    if (deadline.TryLock(g_flushStateMutex)) {
+        std::lock_guard<std::mutex> lock(g_flushStateMutex, std::adopt_lock);
         AppendFormat(out, "flushing: %s", m_isFlushing ? "yes" : "no");
     } else {
         out += "flushing: busy";
@@ -49,14 +50,14 @@ void CVirtualSwitchCameraTranslator::DumpCallbacks(std::string& out,
                                                    const DumpDeadline& deadline) const {
     std::vector<std::pair<int32_t, bool>> callbacks;
     {
-        auto lock = deadline.TryLock(g_callbackMutex);
-        if (!lock) {
+        if (!deadline.TryLock(g_callbackMutex)) {
             VirCameraChannelForStreamChange* channel = LinkedChannel();
             AppendFormat(out, "pipeline callbacks: %s\n",
                          channel != nullptr ? channel->BusyText().c_str()
                                             : "busy (held by a call in progress)");
             return;
         }
+        std::lock_guard<std::mutex> lock(g_callbackMutex, std::adopt_lock);
         for (const auto& [cameraId, callback] : m_cbTranslatorCallback) {
             callbacks.emplace_back(cameraId, callback != nullptr);
         }
@@ -81,14 +82,14 @@ void CVirtualSwitchCameraTranslator::DumpStreamsAndBuffers(std::string& out,
     }
     std::map<int32_t, size_t> perStream;
     {
-        auto lock = deadline.TryLock(g_bufferMutex);
-        if (!lock) {
+        if (!deadline.TryLock(g_bufferMutex)) {
             VirCameraChannelForStreamChange* channel = LinkedChannel();
             AppendFormat(out, "cached buffers: %s\n",
                          channel != nullptr ? channel->BusyText().c_str()
                                             : "busy (held by a call in progress)");
             return;
         }
+        std::lock_guard<std::mutex> lock(g_bufferMutex, std::adopt_lock);
         for (const auto& entry : m_cachedBuffers) {
             ++perStream[entry.first.first];
         }

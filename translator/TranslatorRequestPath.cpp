@@ -96,6 +96,7 @@ CVirtualSwitchCameraTranslator::VirImageBufferVec CVirtualSwitchCameraTranslator
 // Elements that already carry a handle, or whose buffer was never registered,
 // go on as they are. Cached handles are lent, never duplicated.
 void CVirtualSwitchCameraTranslator::FillCachedHandles(VirImageBufferVec& request) {
+    std::lock_guard<std::mutex> cache(g_bufferMutex);
     for (auto& element : request) {
         auto it = m_cachedBuffers.find(std::make_pair(element.streamId, element.bufferId));
         if (it == m_cachedBuffers.end() || element.buffer.getNativeHandle() != nullptr) {

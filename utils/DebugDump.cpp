@@ -84,13 +84,14 @@ DebugRequest ParseDebugOptions(
 
 DumpDeadline::DumpDeadline() : mEnd(std::chrono::steady_clock::now() + kBudget) {}
 
-std::unique_lock<std::mutex> DumpDeadline::TryLock(std::mutex& mutex) const {
-    std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
-    while (!lock.owns_lock() && std::chrono::steady_clock::now() < mEnd) {
+bool DumpDeadline::TryLock(std::mutex& mutex) const {
+    while (!mutex.try_lock()) {
+        if (std::chrono::steady_clock::now() >= mEnd) {
+            return false;
+        }
         std::this_thread::sleep_for(kRetryInterval);
-        lock.try_lock();
     }
-    return lock;
+    return true;
 }
 
 void WriteDebugText(const ::android::hardware::hidl_handle& fd, const std::string& text) {

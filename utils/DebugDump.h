@@ -8,6 +8,8 @@
 #include <mutex>
 #include <string>
 
+#include "utils/ThreadAnnotations.h"
+
 namespace pelcamera {
 
 enum class DebugRequest {
@@ -31,9 +33,9 @@ public:
 
     DumpDeadline();
 
-    // Any thread; takes nothing but `mutex`, which it only tries. The lock
-    // returned owns nothing when the mutex stayed busy.
-    std::unique_lock<std::mutex> TryLock(std::mutex& mutex) const;
+    // Any thread; takes nothing but `mutex`, which it only tries. True when
+    // it holds `mutex`: the caller adopts it into a guard.
+    bool TryLock(std::mutex& mutex) const TRY_ACQUIRE(true, mutex);
 
 private:
     std::chrono::steady_clock::time_point mEnd;

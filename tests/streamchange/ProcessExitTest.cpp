@@ -39,15 +39,29 @@ std::string ReadAll(int fd) {
 // remote answers its control session after 1 s and never its stream
 // configuration. Once the first task (the newest) is in Step1's wait, the
 // child exits.
+// Made before the channel service, so run after its destructor at exit: the
+// remotes' answer threads are joined once the service has stopped its
+// workers. The remotes themselves are never destroyed (they hold the service).
+struct AnswerJoiner {
+    std::vector<RemoteChannel*> remotes;
+    ~AnswerJoiner() {
+        for (RemoteChannel* remote : remotes) {
+            remote->fake->JoinAnswers();
+        }
+    }
+};
+
 [[noreturn]] void QueueThreeSwitchOnsAndExit(int readyFd) {
+    static AnswerJoiner joiner;
+    std::vector<std::unique_ptr<RemoteChannel>> remotes;
     auto* service = CreateVirtualCameraStreamChange();
     android::sp<vircam::IVirCameraChannel> channel(service);
     RemoteTranslatorCallback pipeline;
     pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->SetTransCallback(pipeline.proxy, 0);
-    std::vector<std::unique_ptr<RemoteChannel>> remotes;
     for (int i = 0; i < 3; ++i) {
         remotes.push_back(std::make_unique<RemoteChannel>(10 * (i + 1)));
         RemoteChannel& remote = *remotes.back();
+        joiner.remotes.push_back(&remote);
         remote.fake->SetService(channel);
         StepScript late;
         late.mode = AnswerMode::kLate;

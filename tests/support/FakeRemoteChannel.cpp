@@ -167,10 +167,13 @@ void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepSc
 }
 
 void FakeRemoteChannel::Notify(RemoteStep step, uint32_t sessionId, int32_t result) {
-    android::sp<vircam::IVirCameraChannel> service;
+    // The service lives as long as the process, so an answer thread takes no
+    // reference: one released by a thread that nothing joins would race the
+    // service's destruction at exit.
+    vircam::IVirCameraChannel* service = nullptr;
     {
         std::lock_guard<std::mutex> lock(mLock);
-        service = mService;
+        service = mService.get();
     }
     if (service == nullptr) {
         return;

@@ -20,12 +20,14 @@ extern "C" {
 // stacks passes through the frame, so with second_deadlock_stack off
 // (scripts/test.sh) only cycles with an edge taken in that frame are hidden.
 //
-// SleepHoldingAsyncInfo: a switch step sleeps on its condition variable
-// holding the async-info lock, so waking up takes the step's lock under it,
-// the reverse of the order in which the wait began. The notifiers only
-// try_lock the async-info lock while they hold a step's lock, which cannot
-// block, so that cycle is never waited on. A real cycle is hidden only if one
-// of its edges is this re-lock of a step's (or the HAL-init) mutex.
+// SleepHoldingAsyncInfo: a waiter for a step's result sleeps on its
+// condition variable holding the async-info lock, so waking up takes the
+// step's lock under it, the reverse of the order in which the wait began.
+// The other side of that cycle needs a thread that holds a step's lock and
+// blocks on the async-info lock: a notifier only try_locks it, and a second
+// waiter cannot be there, because every waiter first takes mStepWaiterMutex
+// and keeps it through its wait. A real cycle is hidden only if one of its
+// edges is this re-lock of a step's (or the HAL-init) mutex.
 //
 // ReacquireChannelOpt: mChannelOptMutex is taken by the switch-on worker
 // alone (before its queue mutex when it starts, after a step's locks when a

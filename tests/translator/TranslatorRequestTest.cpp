@@ -4,6 +4,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 #include "support/LogCapture.h"
 #include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
@@ -62,6 +65,38 @@ TEST(TranslatorRequestTest, CachedHandlesAreKeptReplacedAndLentToRequests) {
     EXPECT_EQ(own.get(), seen[3].handle);  // kept its own handle, borrowed too
     EXPECT_EQ(2u, log.Count(kTag, "find one req with no cached buffer"));
     EXPECT_EQ(nullptr, request[0].buffer.getNativeHandle());  // the caller's request is untouched
+}
+
+// A pipeline that registers buffers of a new stream while it streams another
+// one: the cache grows under the lookups of the requests in flight (the
+// sanitizer suite sees a race here if a lookup does not hold the cache's lock).
+TEST(TranslatorRequestTest, RegistrationsWhileStreamingAreSafeForTheRequestsInFlight) {
+    SwitchHarness h;
+    NativeBuffer streaming;
+    auto* t = h.translator;
+    t->RegisterBuffer(1, 1, streaming.get());
+    h.SwitchOnAndWait("devA", "cam1");
+    h.remote.fake->ForgetRecords();
+    std::atomic<bool> registering{true};
+    std::thread registrar([&] {
+        NativeBuffer added;
+        for (uint64_t id = 0; id < 2000; ++id) {
+            t->RegisterBuffer(2, id, added.get());
+        }
+        registering = false;
+    });
+    int32_t sent = 0;
+    while (registering) {
+        ASSERT_EQ(0, t->ProcessCaptureRequest({Element(sent, 1, 1), Element(sent, 2, 0)}));
+        ++sent;
+    }
+    registrar.join();
+    EXPECT_EQ(2001u, t->CachedBufferCount());
+    const auto seen = h.remote.fake->CaptureRequests();
+    ASSERT_EQ(2u * static_cast<size_t>(sent), seen.size());
+    for (size_t i = 0; i < seen.size(); i += 2) {
+        EXPECT_EQ(streaming.get(), seen[i].handle);
+    }
 }
 
 TEST(TranslatorRequestTest, NotifyRecordsThePhysicalCameraOfTheProperty) {
