@@ -7,7 +7,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-packages=(cmake ninja-build clang-14 libc++-14-dev libc++abi-14-dev android-libutils-dev
+packages=(cmake ninja-build hidl-gen clang-14 libc++-14-dev libc++abi-14-dev android-libutils-dev
           android-liblog-dev android-libcutils-dev android-libbase-dev libjsoncpp-dev
           libgtest-dev libgmock-dev libbenchmark-dev)
 missing=()

@@ -6,7 +6,7 @@
 set -euo pipefail
 libs_dir=$1
 
-packages=(g++-aarch64-linux-gnu qemu-user android-libutils-dev:arm64 android-liblog-dev:arm64
+packages=(cmake ninja-build hidl-gen g++-aarch64-linux-gnu qemu-user android-libutils-dev:arm64 android-liblog-dev:arm64
           android-libcutils-dev:arm64 android-libbase-dev:arm64 libjsoncpp-dev:arm64
           libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64)
 

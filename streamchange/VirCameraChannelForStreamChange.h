@@ -77,6 +77,7 @@ public:
         // mChannelCallbackMutex one after the other, then mSwitchCallbackMutex.
         void serviceDied(uint64_t cookie,
                          const ::android::wp<::android::hidl::base::V1_0::IBase>& who) override;
+        // The thread that drops the last reference; no lock.
         ~ListenerDeathRecipient() override = default;
 
     private:
@@ -234,10 +235,13 @@ private:
         EXCLUDES(mDeathRecipientMutex, mChannelCallbackMutex);
     // The death-notification thread; mSwitchCallbackMutex.
     void DirectClearMgtCb() EXCLUDES(mSwitchCallbackMutex);
-    // An empty entry (left by an inserting lookup) counts as missing.
+    // Whichever thread holds the registry (a step, a request, a
+    // registration). An empty entry (left by an inserting lookup) counts as
+    // missing.
     sp<vircam::IVirCameraChannelCallback> FindChannelCallbackLocked(const ChannelKey& key)
         REQUIRES(mChannelCallbackMutex);
     // The same, logging `format` (deviceid, serviceid) when there is none.
+    // Same threads and lock.
     sp<vircam::IVirCameraChannelCallback> FindChannelCallbackOrLog(const char* caller,
                                                                    const char* format,
                                                                    const ChannelKey& key)
@@ -297,6 +301,10 @@ private:
     // it back. No-ops on any other thread (a reconfiguration's wait).
     // Whether the lock is held depends on the calling thread
     // (mChannelOptOwner), which the analysis cannot follow.
+    // The thread of a step wait, around its sleep: release and re-take
+    // mChannelOptMutex if this thread is the switch-on worker, which holds it
+    // between waits. Whether it is held depends on the calling thread, which
+    // the analysis cannot express.
     void ReleaseChannelOpt() NO_THREAD_SAFETY_ANALYSIS;
     void ReacquireChannelOpt() NO_THREAD_SAFETY_ANALYSIS;
     // The switch-on worker (or a reconfiguring binder thread) with the step
@@ -305,6 +313,7 @@ private:
     int32_t WaitForChannelOptReturnLocked(std::unique_lock<std::mutex>& lock,
                                           std::condition_variable& cond, int32_t timeoutSeconds,
                                           SwitchStep step) EXCLUDES(mAsyncTaskInfoMutex);
+    // A waiter or a notifier, holding mAsyncTaskInfoMutex.
     bool* ReturnedFlag(SwitchStep step) REQUIRES(mAsyncTaskInfoMutex);
     // A result notification's binder thread with the step's mutex held:
     // try_locks mAsyncTaskInfoMutex, then signals the step.
@@ -445,8 +454,8 @@ private:
     std::condition_variable mOpenDataSessionCond;
     std::mutex mConfigStreamMutex;
     std::condition_variable mConfigStreamCond;
-    // Held by the switch-on worker between waits, released while it sleeps;
-    // no other thread takes it (ReleaseChannelOpt).
+    // Guards no data: held by the switch-on worker between waits, released
+    // while it sleeps; no other thread takes it (ReleaseChannelOpt).
     std::mutex mChannelOptMutex;
     // Set in construction and by InitCameraTrans before the first switch;
     // the translator is a process-lifetime object.
@@ -467,7 +476,8 @@ private:
     std::shared_ptr<std::vector<SwitchTask>> mSwitchOffTasks PT_GUARDED_BY(mSwitchOffTaskMutex);
     // Keeps switch-on and switch-off sequences from overlapping; no data.
     std::mutex mSwitchWorkMutex;
-    // PHYSICAL, ON_SWITCHING or VIRTUAL.
+    // Guards the channel's mode (PHYSICAL, ON_SWITCHING or VIRTUAL); the
+    // property is set under it when the mode returns to physical.
     std::mutex mModeMutex;
     int32_t mCameraMode GUARDED_BY(mModeMutex) = 0;
     // Whether each step's result (or the HAL init) came before its wait began.
@@ -476,6 +486,8 @@ private:
     bool mConfigStreamReturned GUARDED_BY(mAsyncTaskInfoMutex) = false;
     bool mOpenDataSessionReturned GUARDED_BY(mAsyncTaskInfoMutex) = false;
     bool mHalInitDone GUARDED_BY(mAsyncTaskInfoMutex) = false;
+    // Set once by the first switch-callback registration; atomic, as the
+    // dump reads it from any thread.
     std::atomic<bool> mSwitchThreadStarted{false};
     // Pairs the HAL-init wait with SetHalInitStatus; no data.
     std::mutex mHalInitMutex;

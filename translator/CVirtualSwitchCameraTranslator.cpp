@@ -91,8 +91,9 @@ int32_t CVirtualSwitchCameraTranslator::BackupPhyConfigStreams(const VirStreamVe
     return 0;
 }
 
-// The lock is released before the caller reads the vector: the switch-on
-// sequence reads it while the pipeline is not reconfiguring.
+// The lock is released before the caller reads the vector, as the interface
+// has it; the switch-on sequence reads the published snapshot instead, which
+// a reconfiguration or Close cannot change under it.
 const CVirtualSwitchCameraTranslator::VirStreamVec&
 CVirtualSwitchCameraTranslator::GetCachedConfigStreams() {
     std::lock_guard<std::mutex> lock(g_configStreamMutex);

@@ -41,7 +41,7 @@ public:
     // The process-wide translator, made on first use; any thread.
     static CVirtualSwitchCameraTranslator* GetInstance();
 
-    // Once, in GetInstance.
+    // Once, in GetInstance, on the first caller's thread; no lock.
     CVirtualSwitchCameraTranslator();
     // At process exit: g_requestMutex (Flush), then g_callbackMutex.
     virtual ~CVirtualSwitchCameraTranslator();
@@ -193,6 +193,7 @@ public:
 private:
     void DumpCallbacks(std::string& out, const DumpDeadline& deadline) const;
     void DumpStreamsAndBuffers(std::string& out, const DumpDeadline& deadline) const;
+    // DumpState's binder thread; lock-free reads of the counters.
     void DumpCounters(std::string& out) const;
     // Bumped by the frame path without a lock.
     TranslatorCounters m_counters;

@@ -31,6 +31,7 @@ public:
         // unregistration takes the registry's (DeleteCallback).
         void serviceDied(uint64_t cookie,
                          const ::android::wp<::android::hidl::base::V1_0::IBase>& who) override;
+        // The thread that drops the last reference; no lock.
         ~ListenerDeathRecipient() override = default;
 
     private:

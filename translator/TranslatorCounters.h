@@ -7,7 +7,9 @@
 
 namespace pelcamera {
 
-class TranslatorCounter {
+// Each on a cache line of its own: the capture path and the image path bump
+// theirs on different threads, usually on different cores, every frame.
+class alignas(64) TranslatorCounter {
 public:
     // Any thread; lock-free.
     void Add() { mValue.fetch_add(1, std::memory_order_relaxed); }

@@ -32,6 +32,8 @@ public:
 
     // CreateVirtualCameraTranslator, on the pipeline's thread; no lock.
     VirCameraChannelForTranslator();
+    // The thread that drops the last reference (the pipeline's, or the death
+    // thread through a recipient); no lock.
     ~VirCameraChannelForTranslator() override;
 
     // IVirCameraTranslator: the pipeline's binder threads, possibly in
@@ -80,7 +82,8 @@ public:
     const std::shared_ptr<HidlCallbackMgrTranslator>& CallbackMgr() const { return mCallbackMgr; }
 
 private:
-    // RunCommonCmdTranslator's binder thread.
+    // RunCommonCmdTranslator's binder thread; the translator's status leaf
+    // lock, and g_flushStateMutex for the flush status.
     CameraStatus GetVirtualStatus();
     CameraStatus GetFlushStatus();
 

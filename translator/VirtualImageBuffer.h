@@ -6,14 +6,17 @@
 
 #include <cstdint>
 
+#include "translator/TranslatorLocks.h"
+
 namespace pelcamera {
 
 struct VirtualImageBuffer {
-    int32_t index = 0;  // entries in the cache when this one was made; informational
-    int32_t streamId = 0;
-    uint64_t bufferId = 0;
+    // Entries in the cache when this one was made; informational.
+    int32_t index GUARDED_BY(g_bufferMutex) = 0;
+    int32_t streamId GUARDED_BY(g_bufferMutex) = 0;
+    uint64_t bufferId GUARDED_BY(g_bufferMutex) = 0;
     // Borrowed: the pipeline keeps the handle valid until Close.
-    const native_handle_t* handle = nullptr;
+    const native_handle_t* handle GUARDED_BY(g_bufferMutex) = nullptr;
 };
 
 }  // namespace pelcamera

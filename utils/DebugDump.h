@@ -31,6 +31,7 @@ class DumpDeadline {
 public:
     static constexpr std::chrono::milliseconds kBudget{100};
 
+    // The dumping binder thread; no lock. The budget starts now.
     DumpDeadline();
 
     // Any thread; takes nothing but `mutex`, which it only tries. True when
@@ -50,7 +51,7 @@ void WriteDebugText(const ::android::hardware::hidl_handle& fd, const std::strin
 // printf into the end of `out`. Any thread.
 void AppendFormat(std::string& out, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// "12.345 ms" or "1.203 s".
+// "12.345 ms" or "1.203 s". Any thread.
 std::string FormatDuration(std::chrono::steady_clock::duration duration);
 
 }  // namespace pelcamera
