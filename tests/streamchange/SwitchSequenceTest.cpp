@@ -60,9 +60,12 @@ TEST(SwitchSequenceTest, SwitchOnThenOffMovesTheCameraAndCleansUp) {
     EXPECT_FALSE(h.Registered("devA", "cam1"));
     EXPECT_FALSE(h.service->HasDeathRecipient({"devA", "cam1"}));
     EXPECT_FALSE(h.HasSession("devA", "cam1"));
-    EXPECT_TRUE(log.Has(ANDROID_LOG_INFO, kTag,
-                        "DoSwitchOffVirtualCamera: switch back to local camera success, "
-                        "deviceid: d**A, serviceid: c**1"));
+    // The worker logs its success after the mode is already physical.
+    EXPECT_TRUE(WaitUntil([&] {
+        return log.Has(ANDROID_LOG_INFO, kTag,
+                       "DoSwitchOffVirtualCamera: switch back to local camera success, "
+                       "deviceid: d**A, serviceid: c**1");
+    }));
 }
 
 TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {

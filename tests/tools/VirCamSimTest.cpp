@@ -86,7 +86,8 @@ TEST(VirCamSimTraceTest, HandoverTraceIsTraceEventJsonWithTheSwitchStepsInOrder)
     const std::vector<std::string> expected{"Step1", "Step2", "Step3", "Step4",
                                             "Step1", "Step2", "Step3", "Step4"};
     EXPECT_EQ(expected, steps);
-    EXPECT_EQ((std::vector<int64_t>{300, 300}), switchOnResults);
+    // The refused switch-on to B closes its span with 301 as well.
+    EXPECT_EQ((std::vector<int64_t>{300, 301, 300}), switchOnResults);
     ASSERT_EQ(3u, framesPerStream.size());
     for (const auto& [track, frames] : framesPerStream) {
         EXPECT_GT(frames, 10) << track;

@@ -54,35 +54,26 @@ SwitchCommand SimDevMgt::SwitchOff(const RemoteConfig& remote) {
 
 SwitchCommand SimDevMgt::Command(bool on, const RemoteConfig& remote) {
     SwitchCommand command{on, remote.name, CameraStatus::INTERNAL_ERROR, 0, NowUs()};
-    const auto answer = [&command](CameraStatus status, uint32_t seqNum) {
+    // The library answers before an accepted task can start and before a
+    // refusal's result, so the span opens inside the answer: every result,
+    // early or late, then closes it with its code.
+    const auto answer = [this, on, &remote, &command](CameraStatus status, uint32_t seqNum) {
         command.status = status;
         command.seqNum = seqNum;
+        {
+            std::lock_guard<std::mutex> lock(mLock);
+            mCommanded.insert(seqNum);
+        }
+        mRecorder.trace().Begin(
+            SwitchKey(seqNum), kTrack,
+            Printf("switch-%s %s (seq %u)", on ? "on" : "off", remote.name.c_str(), seqNum),
+            command.atUs);
     };
-    // The sequence number is only known from the answer, and a refusal's
-    // result can arrive before it: claim it under the lock the results use.
     auto ret = on ? mService->switchOnVirtualCamera(remote.deviceId, remote.serviceId, answer)
                   : mService->switchOffVirtualCamera(remote.deviceId, remote.serviceId, answer);
     if (!ret.isOk()) {
         Say(std::string("switch command failed in transport: ") + ret.description());
         return command;
-    }
-    std::optional<int64_t> answeredAt;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        mCommanded.insert(command.seqNum);
-        for (const auto& result : mResults) {
-            if (result.seqNum == command.seqNum) {
-                answeredAt = result.atUs;
-            }
-        }
-    }
-    const std::string span =
-        Printf("switch-%s %s (seq %u)", on ? "on" : "off", remote.name.c_str(), command.seqNum);
-    if (answeredAt) {
-        // Refused: the result came back inside the call.
-        mRecorder.trace().Complete(kTrack, span, command.atUs, *answeredAt);
-    } else {
-        mRecorder.trace().Begin(SwitchKey(command.seqNum), kTrack, span, command.atUs);
     }
     Say(Printf("switch %s %s (%s / %s) -> %s, seq %u", on ? "on to" : "off from",
                remote.name.c_str(), pelcamera::GetAnonyString(remote.deviceId).c_str(),
