@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/LogCapture.h"
@@ -130,6 +133,47 @@ INSTANTIATE_TEST_SUITE_P(NeverAnsweredOrFailedInTransport, FailedReconfiguration
                          ::testing::Bool(), [](const auto& info) {
                              return info.param ? "ResultNeverComes" : "CallFailsInTransport";
                          });
+
+// Two threads waiting for the same step's result: the first sleeps holding
+// the async-info lock, and the second must not hold the step's lock while it
+// waits for that one, or the first can never wake. Two reconfigurations
+// stand in for the rarer pair of a reconfiguration and the switch-on
+// worker's stream step; both end by their own time-outs.
+TEST(StepWaitersTest, TwoWaitersForOneStepTakeTurns) {
+    LogCapture log;
+    SwitchHarness h;
+    h.SwitchOnAndWait("devA", "cam1");
+    StepScript silent;
+    silent.mode = AnswerMode::kNever;
+    h.remote.fake->Script(RemoteStep::kConfigStream, silent);
+    const int32_t virCamId = h.translator->GetCamStatus().camId;
+
+    std::atomic<int> finished{0};
+    std::atomic<int32_t> firstResult{0};
+    std::atomic<int32_t> secondResult{0};
+    std::thread first([&] {
+        firstResult = h.service->ConfigureStreams(virCamId, PipelineStreams());
+        ++finished;
+    });
+    ASSERT_TRUE(WaitUntil([&] { return CountCalls(h.remote, "configStream 10") == 2; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // into its wait
+    std::thread second([&] {
+        secondResult = h.service->ConfigureStreams(virCamId, PipelineStreams());
+        ++finished;
+    });
+    const bool bothEnded = WaitUntil([&] { return finished == 2; }, std::chrono::seconds(12));
+    if (!bothEnded) {
+        // Locked out of each other: nothing would ever end them.
+        first.detach();
+        second.detach();
+        FAIL() << "the two waiters deadlocked";
+    }
+    first.join();
+    second.join();
+    EXPECT_EQ(-1, firstResult);
+    EXPECT_EQ(-1, secondResult);
+    EXPECT_EQ(2u, log.Count(kTag, "ConfigureStreams: wait for config stream timeout, return: -1"));
+}
 
 }  // namespace
 }  // namespace vircam_test
