@@ -3,9 +3,13 @@
 // counters the frame path keeps without a lock.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <mutex>
+
 #include "support/DebugPipe.h"
 #include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
+#include "translator/TranslatorLocks.h"
 #include "translator/VirCameraChannelForTranslator.h"
 
 namespace vircam_test {
@@ -54,6 +58,29 @@ TEST(TranslatorDebugDumpTest, StatusCallbacksStreamsAndBuffers) {
     dump = ReadDebug(*channel).text;
     EXPECT_NE(std::string::npos, dump.find("backed-up streams: 0\ncached buffers: 0\n")) << dump;
     EXPECT_NE(std::string::npos, dump.find("status: camera id -1, mode PHYSICAL\n")) << dump;
+}
+
+// A call in progress holds the buffer cache (a Close through a slow remote)
+// and the callbacks (an image on its way to the pipeline): the dump says so
+// and returns within its budget instead of waiting for them.
+TEST(TranslatorDebugDumpTest, LocksHeldByCallsInProgressReadAsBusy) {
+    SwitchHarness h;
+    android::sp<pelcamera::VirCameraChannelForTranslator> channel = CreateVirtualCameraTranslator();
+    DebugOutput out;
+    {
+        std::lock_guard<std::mutex> cache(pelcamera::g_bufferMutex);
+        std::lock_guard<std::mutex> callbacks(pelcamera::g_callbackMutex);
+        out = ReadDebug(*channel);
+    }
+    EXPECT_LT(out.took, std::chrono::milliseconds(500));
+    EXPECT_NE(std::string::npos,
+              out.text.find("pipeline callbacks: busy (held by a call in progress; no switch "
+                            "running)\n"))
+        << out.text;
+    EXPECT_NE(std::string::npos, out.text.find("cached buffers: busy")) << out.text;
+    // What needs neither lock is still there.
+    EXPECT_NE(std::string::npos, out.text.find("backed-up streams: 3\n")) << out.text;
+    EXPECT_NE(std::string::npos, out.text.find("since start: ")) << out.text;
 }
 
 TEST(TranslatorDebugDumpTest, CountersFollowTheFramePath) {
