@@ -17,7 +17,6 @@ namespace vircam_test {
 namespace {
 
 using android::sp;
-using android::hardware::hidl_handle;
 using android::hardware::hidl_vec;
 using CameraStatus = android::hardware::camera::common::V1_0::Status;
 

@@ -176,6 +176,7 @@ TEST(ChannelDebugDumpTest, DumpsTheStateItReads) {
              "switch callback: registered\n",
              "workers: started, 2 of 2 running; queued: switch-on 0, switch-off 0\n",
              "running now: nothing\n",
+             // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one block of lines
              "sessions: 1\n"
              "  d**A / c**1: control session 1*, data session 1*, virtual camera 101; results: "
              "control yes, configuration yes, data yes\n",

@@ -7,7 +7,7 @@ extern "C" {
 // reference that is never released, so that reference counting can never
 // delete a static. Its reference-count block therefore outlives the object
 // at exit, by design.
-const char* __lsan_default_suppressions() {
+const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
     return "leak:CreateVirtualCameraStreamChange\n";
 }
 
@@ -41,7 +41,7 @@ extern "C" {
 // virtually from RefBase) looks like a race with the last other holder's
 // release. race_top matches only the top frame: the vtable write at the
 // start of that destructor, nothing it calls or that calls it.
-const char* __tsan_default_suppressions() {
+const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
     return "deadlock:SleepHoldingAsyncInfo\n"
            "deadlock:ReacquireChannelOpt\n"
            "race_top:ListenerDeathRecipient::~ListenerDeathRecipient\n";

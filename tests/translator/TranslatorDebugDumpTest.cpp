@@ -42,6 +42,7 @@ TEST(TranslatorDebugDumpTest, StatusCallbacksStreamsAndBuffers) {
              "flushing: no, flush done since the last request: no\n",
              "channel service: linked\n",
              "pipeline callbacks: 1\n  camera 0: registered\n",
+             // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one block of lines
              "backed-up streams: 3\n  stream 0: 1920x1080, format 34\n"
              "  stream 1: 640x480, format 842094169\n  stream 2: 320x240, format 33\n",
              "cached buffers: 3\n  stream 0: 2\n  stream 1: 1\n",
