@@ -10,17 +10,8 @@ cd "$(dirname "$0")/.."
 packages=(cmake ninja-build hidl-gen clang-14 libc++-14-dev libc++abi-14-dev android-libutils-dev
           android-liblog-dev android-libcutils-dev android-libbase-dev libjsoncpp-dev
           libgtest-dev libgmock-dev libbenchmark-dev)
-missing=()
-for p in "${packages[@]}"; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "analyze: installing ${missing[*]}"
-    export DEBIAN_FRONTEND=noninteractive
-    apt-get -o DPkg::Lock::Timeout=600 update -qq
-    apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}" \
-        >/dev/null
-fi
+source scripts/install-missing.sh
+install_missing analyze "${packages[@]}"
 
 dir=build-analyze
 flags="-stdlib=libc++ -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety"

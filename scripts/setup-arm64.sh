@@ -6,24 +6,15 @@
 set -euo pipefail
 libs_dir=$1
 
-packages=(cmake ninja-build hidl-gen g++-aarch64-linux-gnu qemu-user android-libutils-dev:arm64 android-liblog-dev:arm64
-          android-libcutils-dev:arm64 android-libbase-dev:arm64 libjsoncpp-dev:arm64
+packages=(cmake ninja-build hidl-gen g++-aarch64-linux-gnu qemu-user android-libutils-dev:arm64
+          android-liblog-dev:arm64 android-libcutils-dev:arm64 android-libbase-dev:arm64 libjsoncpp-dev:arm64
           libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64)
 
-export DEBIAN_FRONTEND=noninteractive
 if ! dpkg --print-foreign-architectures | grep -qx arm64; then
     dpkg --add-architecture arm64
 fi
-missing=()
-for p in "${packages[@]}"; do
-    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-    echo "setup-arm64: installing ${missing[*]}"
-    apt-get -o DPkg::Lock::Timeout=600 update -qq
-    apt-get -o DPkg::Lock::Timeout=600 install -y -qq --no-install-recommends "${missing[@]}" \
-        >/dev/null
-fi
+source "$(dirname "$0")/install-missing.sh"
+install_missing setup-arm64 "${packages[@]}"
 
 # p7zip-full:arm64 conflicts with the host's p7zip-full, so its 7z.so is
 # unpacked into the build instead of installed.
