@@ -215,27 +215,27 @@ void VirCameraChannelForStreamChange::UnBindCameraHal() {
 }
 
 void VirCameraChannelForStreamChange::NotifySwitchOnResult(uint32_t seqNum, int32_t code) {
-    bool delivered = false;
-    {
-        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
-        if (mSwitchCallback != nullptr) {
-            delivered = mSwitchCallback->notifySwitchOnResult(seqNum, code).isOk();
-            if (!delivered) {
-                VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch on failed");
-            }
-        }
-    }
-    mHistory.Result(seqNum, code, delivered);
+    NotifySwitchResult(__func__, &vircam::IVirCameraSwitchCallback::notifySwitchOnResult,
+                       "%s: notify switch on failed", seqNum, code);
 }
 
 void VirCameraChannelForStreamChange::NotifySwitchOffResult(uint32_t seqNum, int32_t code) {
+    NotifySwitchResult(__func__, &vircam::IVirCameraSwitchCallback::notifySwitchOffResult,
+                       "%s: notify switch off failed", seqNum, code);
+}
+
+// The report is sent under mSwitchCallbackMutex, so a callback being replaced
+// or cleared never receives it half-way; with none registered it is dropped.
+void VirCameraChannelForStreamChange::NotifySwitchResult(const char* caller, SwitchReport report,
+                                                         const char* failed, uint32_t seqNum,
+                                                         int32_t code) {
     bool delivered = false;
     {
         std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
         if (mSwitchCallback != nullptr) {
-            delivered = mSwitchCallback->notifySwitchOffResult(seqNum, code).isOk();
+            delivered = ((*mSwitchCallback).*report)(seqNum, code).isOk();
             if (!delivered) {
-                VIRCAM_LOGE(kStreamChangeLog, "%s: notify switch off failed");
+                kStreamChangeLog.E(failed, caller);
             }
         }
     }

@@ -281,6 +281,12 @@ private:
     // the registry and a step mutex held.
     void NotifySwitchOnResult(uint32_t seqNum, int32_t code) EXCLUDES(mSwitchCallbackMutex);
     void NotifySwitchOffResult(uint32_t seqNum, int32_t code) EXCLUDES(mSwitchCallbackMutex);
+    using SwitchReport = Return<CameraStatus> (vircam::IVirCameraSwitchCallback::*)(uint32_t,
+                                                                                    int32_t);
+    // Either of the two above: sends `report` under mSwitchCallbackMutex and
+    // logs `failed` with `caller` when the transport fails.
+    void NotifySwitchResult(const char* caller, SwitchReport report, const char* failed,
+                            uint32_t seqNum, int32_t code) EXCLUDES(mSwitchCallbackMutex);
     // The workers; mModeMutex.
     void SetToSwitchingMode() EXCLUDES(mModeMutex);
     void SetToVirtualMode() EXCLUDES(mModeMutex);

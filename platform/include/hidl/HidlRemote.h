@@ -96,6 +96,14 @@ struct HostProxyOf {
 // too, with no lock of the proxy held.
 template <typename I>
 class RemoteProxy : public I, public RemoteProxyBase {
+protected:
+    // The names a proxy's method declarations use, as in a generated header.
+    using hidl_string = ::android::hardware::hidl_string;
+    template <typename T>
+    using hidl_vec = ::android::hardware::hidl_vec<T>;
+    template <typename T>
+    using Return = ::android::hardware::Return<T>;
+
 public:
     RemoteProxy(const sp<I>& impl, const sp<RemoteProcess>& process)
         : mImpl(impl), mProcess(process) {}

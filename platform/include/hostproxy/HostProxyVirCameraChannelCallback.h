@@ -19,11 +19,6 @@ public:
 
 private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
-    using hidl_string = ::android::hardware::hidl_string;
-    template <typename T>
-    using hidl_vec = ::android::hardware::hidl_vec<T>;
-    template <typename T>
-    using Return = ::android::hardware::Return<T>;
 
 public:
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
