@@ -61,12 +61,12 @@ void PrintSummary(const RunReport& report, FILE* out) {
     fprintf(out,
             "  frames           sent %lld, delivered %lld, lost %lld, corrupted %lld\n"
             "                   flushed %lld (returned by the remote %lld, given up at the flush "
-            "notice %lld, of which came back late %lld)\n"
-            "                   refused %lld, skipped for want of a buffer %lld, stray %lld, "
-            "local sensor %lld\n",
+            "notice %lld)\n"
+            "                   refused %lld, skipped for want of a buffer %lld, late %lld, "
+            "stray %lld, local sensor %lld\n",
             Count(f.sent), Count(f.delivered), Count(f.lost), Count(f.corrupted),
             Count(f.flushedByRemote + f.flushedByPipeline), Count(f.flushedByRemote),
-            Count(f.flushedByPipeline), Count(f.late), Count(f.refused), Count(f.skipped),
+            Count(f.flushedByPipeline), Count(f.refused), Count(f.skipped), Count(f.late),
             Count(f.stray), Count(f.local));
     fprintf(out,
             "  rate             %.1f frames/s paced; %.1f capture requests/s to the library while "

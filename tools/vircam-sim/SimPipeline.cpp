@@ -289,6 +289,7 @@ void SimPipeline::Refused(const std::vector<FrameKey>& keys) {
                 false;
             mOutstanding.erase(found);
             ++mStats.refused;
+            mAbandoned.insert(key);
         }
         mResolved.notify_all();
     }

@@ -41,7 +41,7 @@ struct FrameStats {
     int64_t lost = 0;               // never came back
     int64_t refused = 0;            // the library said no; served by the local sensor
     int64_t skipped = 0;            // no free buffer at the frame's time
-    int64_t late = 0;               // came back after the pipeline had given it up
+    int64_t late = 0;               // came back after being given up or refused
     int64_t stray = 0;              // an image for no outstanding buffer
     int64_t local = 0;              // served by the local sensor while physical
     int64_t metaSent = 0;
@@ -107,8 +107,9 @@ private:
     std::vector<std::vector<std::unique_ptr<SharedBuffer>>> mBuffers;
     std::vector<std::vector<bool>> mBusy;
     std::map<FrameKey, Outstanding> mOutstanding;
-    // Given up at a flush notice: a remote whose flush failed may still
-    // return them, and a HAL drops such a late result.
+    // Given up at a flush notice, or refused by the library: a remote whose
+    // flush failed, or that died after taking a request but before its
+    // reply, may still return them, and a HAL drops such a late result.
     std::set<FrameKey> mAbandoned;
     FrameStats mStats;
     bool mWasVirtual = false;
