@@ -78,6 +78,7 @@ std::string Describe(const TourCell& cell) {
                    : cell.kind == FaultKind::kFailure ? "remote's flush fails"
                                                       : "remote dies on flush";
         case Stage::kNone:
+        case Stage::kReconfigure:  // not a cell of the tour
             break;
     }
     return "";
@@ -167,6 +168,7 @@ Scenario CellScenario(const TourCell& cell) {
             steps.push_back(StreamStep(0.3));
             break;
         case Stage::kNone:
+        case Stage::kReconfigure:  // not a cell of the tour
             break;
     }
     return scenario;

@@ -23,6 +23,24 @@ void Dump(android::hidl::base::V1_0::IBase& object, FILE* out) {
 
 }  // namespace
 
+std::string ChannelDumpText() {
+    FILE* file = tmpfile();
+    if (file == nullptr) {
+        return "";
+    }
+    const android::sp<vircam::IVirCameraChannel> channel = CreateVirtualCameraStreamChange();
+    Dump(*channel, file);
+    std::string text;
+    rewind(file);
+    char chunk[4096];
+    size_t got = 0;
+    while ((got = fread(chunk, 1, sizeof(chunk), file)) > 0) {
+        text.append(chunk, got);
+    }
+    fclose(file);
+    return text;
+}
+
 void PrintLibraryDumps(FILE* out) {
     fprintf(out, "\nlshal debug IVirCameraChannel\n");
     const android::sp<vircam::IVirCameraChannel> channel = CreateVirtualCameraStreamChange();

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdio>
+#include <string>
 
 namespace vircam_sim {
 
 // Writes both dumps to `out`, each under a heading. Main thread, after a run.
 void PrintLibraryDumps(FILE* out);
+// The channel service's dump as text. Runner thread, between steps.
+std::string ChannelDumpText();
 
 }  // namespace vircam_sim

@@ -14,13 +14,14 @@ constexpr int32_t kImplementationDefined = 34;
 constexpr int32_t kYv12 = 0x32315659;
 constexpr int32_t kYcbcr420 = 0x23;
 
-constexpr std::array<std::pair<Stage, const char*>, 6> kStages{{
+constexpr std::array<std::pair<Stage, const char*>, 7> kStages{{
     {Stage::kControlSession, "controlSession"},
     {Stage::kConfigStream, "configStream"},
     {Stage::kDataSession, "dataSession"},
     {Stage::kSwitch, "switch"},
     {Stage::kStreaming, "streaming"},
     {Stage::kSwitchOff, "switchOff"},
+    {Stage::kReconfigure, "reconfigure"},
 }};
 constexpr std::array<std::pair<FaultKind, const char*>, 3> kFaults{{
     {FaultKind::kTimeout, "timeout"},
@@ -73,6 +74,17 @@ public:
         out = static_cast<T>(value.asDouble());
         return true;
     }
+    bool Flag(const Json::Value& object, const std::string& key, const std::string& where,
+              bool& out) {
+        if (!object.isMember(key)) {
+            return true;
+        }
+        if (!object[key].isBool()) {
+            return Fail(where + "." + key, "must be true or false");
+        }
+        out = object[key].asBool();
+        return true;
+    }
     bool Text(const Json::Value& object, const std::string& key, const std::string& where,
               std::string& out) {
         if (!object.isMember(key)) {
@@ -110,12 +122,14 @@ bool ReadPipeline(Reader& reader, const Json::Value& json, PipelineConfig& pipel
     const std::string where = "pipeline";
     if (!reader.Keys(
             json, where,
-            {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs", "streams"}) ||
+            {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs",
+             "flushNoticeDelayMs", "streams"}) ||
         !reader.Number(json, "cameraId", where, pipeline.cameraId, 0, 9) ||
         !reader.Number(json, "fps", where, pipeline.fps, 1, 1000) ||
         !reader.Number(json, "buffersPerStream", where, pipeline.buffersPerStream, 1, 64) ||
         !reader.Number(json, "bufferBytes", where, pipeline.bufferBytes, 64, 64 << 20) ||
-        !reader.Number(json, "halReadyAfterMs", where, pipeline.halReadyAfterMs, 0, 60000)) {
+        !reader.Number(json, "halReadyAfterMs", where, pipeline.halReadyAfterMs, 0, 60000) ||
+        !reader.Number(json, "flushNoticeDelayMs", where, pipeline.flushNoticeDelayMs, 0, 10000)) {
         return false;
     }
     if (!json.isMember("streams")) {
@@ -149,7 +163,7 @@ bool ReadFault(Reader& reader, const Json::Value& json, const std::string& where
     if (!json["stage"].isString() || !stage) {
         return reader.Fail(where + ".stage",
                            "must be one of controlSession, configStream, "
-                           "dataSession, switch, streaming, switchOff");
+                           "dataSession, switch, streaming, switchOff, reconfigure");
     }
     const auto kind = FaultFromName(json["kind"].asString());
     if (!json["kind"].isString() || !kind) {
@@ -170,7 +184,8 @@ bool ReadRemotes(Reader& reader, const Json::Value& json, std::vector<RemoteConf
         const Json::Value& item = json[i];
         if (!reader.Keys(
                 item, at,
-                {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs", "fault"})) {
+                {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs", "fault",
+                 "rejectsUnknownSessions"})) {
             return false;
         }
         if (!item["name"].isString() || item["name"].asString().empty()) {
@@ -181,6 +196,7 @@ bool ReadRemotes(Reader& reader, const Json::Value& json, std::vector<RemoteConf
             !reader.Text(item, "serviceId", at, remote.serviceId) ||
             !reader.Number(item, "resultLatencyMs", at, remote.resultLatencyMs, 0, 60000) ||
             !reader.Number(item, "imageLatencyMs", at, remote.imageLatencyMs, 0, 60000) ||
+            !reader.Flag(item, "rejectsUnknownSessions", at, remote.rejectsUnknownSessions) ||
             (item.isMember("fault") &&
              !ReadFault(reader, item["fault"], at + ".fault", remote.fault))) {
             return false;
@@ -209,26 +225,45 @@ bool ReadExpectedCode(Reader& reader, const Json::Value& json, const std::string
 
 bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
               const std::vector<RemoteConfig>& remotes, Step& step) {
-    static const std::vector<std::pair<const char*, Action>> kActions{
-        {"switchOn", Action::kSwitchOn}, {"switchOff", Action::kSwitchOff},
-        {"stream", Action::kStream},     {"wait", Action::kWait},
-        {"kill", Action::kKill},         {"awaitSwitchOff", Action::kAwaitSwitchOff}};
+    enum class Operand { kRemote, kSeconds, kTrue };
+    struct Kind {
+        const char* name;
+        Action action;
+        Operand operand;
+    };
+    static const std::vector<Kind> kActions{
+        {"switchOn", Action::kSwitchOn, Operand::kRemote},
+        {"switchOff", Action::kSwitchOff, Operand::kRemote},
+        {"stream", Action::kStream, Operand::kSeconds},
+        {"wait", Action::kWait, Operand::kSeconds},
+        {"kill", Action::kKill, Operand::kRemote},
+        {"awaitSwitchOff", Action::kAwaitSwitchOff, Operand::kRemote},
+        {"awaitResult", Action::kAwaitResult, Operand::kRemote},
+        {"register", Action::kRegister, Operand::kRemote},
+        {"reconfigure", Action::kReconfigure, Operand::kTrue},
+        {"flush", Action::kFlush, Operand::kTrue},
+        {"registerSwitchCallback", Action::kRegisterSwitchCallback, Operand::kTrue}};
     if (!reader.Keys(json, at,
-                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "expect",
-                      "refused"})) {
+                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff",
+                      "awaitResult", "register", "reconfigure", "flush", "registerSwitchCallback",
+                      "expect", "refused", "async", "afterResult", "succeeds"})) {
         return false;
     }
     int actions = 0;
-    for (const auto& [name, action] : kActions) {
-        if (!json.isMember(name)) {
+    for (const auto& kind : kActions) {
+        if (!json.isMember(kind.name)) {
             continue;
         }
         ++actions;
-        step.action = action;
-        const Json::Value& value = json[name];
-        if (action == Action::kStream || action == Action::kWait) {
-            if (!reader.Number(json, name, at, step.seconds, 0, 3600)) {
+        step.action = kind.action;
+        const Json::Value& value = json[kind.name];
+        if (kind.operand == Operand::kSeconds) {
+            if (!reader.Number(json, kind.name, at, step.seconds, 0, 3600)) {
                 return false;
+            }
+        } else if (kind.operand == Operand::kTrue) {
+            if (!value.isBool() || !value.asBool()) {
+                return reader.Fail(at + "." + kind.name, "must be true");
             }
         } else {
             step.remote = value.asString();
@@ -237,28 +272,94 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
                 known = known || (value.isString() && remote.name == step.remote);
             }
             if (!known) {
-                return reader.Fail(at + "." + name, "names no remote of \"remotes\"");
+                return reader.Fail(at + "." + kind.name, "names no remote of \"remotes\"");
             }
         }
     }
     if (actions != 1) {
         return reader.Fail(at,
                            "needs exactly one of switchOn, switchOff, stream, wait, kill, "
-                           "awaitSwitchOff");
+                           "awaitSwitchOff, awaitResult, register, reconfigure, flush, "
+                           "registerSwitchCallback");
     }
-    if (json.isMember("refused") && !json["refused"].isBool()) {
-        return reader.Fail(at + ".refused", "must be true or false");
+    const bool command = step.action == Action::kSwitchOn || step.action == Action::kSwitchOff;
+    if (!reader.Flag(json, "refused", at, step.expectRefused) ||
+        !reader.Flag(json, "async", at, step.async) ||
+        !reader.Flag(json, "afterResult", at, step.afterResult)) {
+        return false;
     }
-    step.expectRefused = json.get("refused", false).asBool();
+    if (step.async && !command && step.action != Action::kReconfigure) {
+        return reader.Fail(at + ".async", "only for switchOn, switchOff and reconfigure");
+    }
+    if (step.afterResult && !command) {
+        return reader.Fail(at + ".afterResult", "only for switchOn and switchOff");
+    }
+    if (json.isMember("succeeds")) {
+        bool succeeds = false;
+        if (step.action != Action::kReconfigure && step.action != Action::kFlush) {
+            return reader.Fail(at + ".succeeds", "only for reconfigure and flush");
+        }
+        if (!reader.Flag(json, "succeeds", at, succeeds)) {
+            return false;
+        }
+        step.expectSucceeds = succeeds;
+    }
     return ReadExpectedCode(reader, json, at, step);
 }
 
+bool ReadDevMgt(Reader& reader, const Json::Value& json, DevMgtConfig& devmgt) {
+    return reader.Keys(json, "devmgt", {"reregisterAfterDeath", "resultReturnDelayMs"}) &&
+           reader.Flag(json, "reregisterAfterDeath", "devmgt", devmgt.reregisterAfterDeath) &&
+           reader.Number(json, "resultReturnDelayMs", "devmgt", devmgt.resultReturnDelayMs, 0,
+                         10000);
+}
+
+bool ReadOptionalCount(Reader& reader, const Json::Value& json, const std::string& key,
+                       std::optional<int64_t>& out) {
+    if (!json.isMember(key)) {
+        return true;
+    }
+    int64_t value = 0;
+    if (!reader.Number(json, key, "expect", value, 0, 1e12)) {
+        return false;
+    }
+    out = value;
+    return true;
+}
+
+bool ReadDumpLines(Reader& reader, const Json::Value& json, std::vector<std::string>& lines) {
+    if (!json.isMember("dump")) {
+        return true;
+    }
+    const Json::Value& dump = json["dump"];
+    if (!dump.isArray() || dump.empty()) {
+        return reader.Fail("expect.dump", "must be a non-empty array of lines");
+    }
+    for (Json::ArrayIndex i = 0; i < dump.size(); ++i) {
+        if (!dump[i].isString() || dump[i].asString().empty()) {
+            return reader.Fail("expect.dump[" + std::to_string(i) + "]",
+                               "must be a non-empty string");
+        }
+        lines.push_back(dump[i].asString());
+    }
+    return true;
+}
+
 bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& expect) {
-    return reader.Keys(json, "expect", {"framesLost", "framesCorrupted", "mode", "property"}) &&
+    return reader.Keys(json, "expect",
+                       {"framesLost", "framesCorrupted", "mode", "property",
+                        "framesRefusedAtLeast", "unknownSessionCallsAtLeast",
+                        "unknownSessionCallsAtMost", "dump"}) &&
            reader.Number(json, "framesLost", "expect", expect.framesLost, 0, 1e12) &&
            reader.Number(json, "framesCorrupted", "expect", expect.framesCorrupted, 0, 1e12) &&
            reader.Text(json, "mode", "expect", expect.mode) &&
            reader.Text(json, "property", "expect", expect.property) &&
+           ReadOptionalCount(reader, json, "framesRefusedAtLeast", expect.framesRefusedAtLeast) &&
+           ReadOptionalCount(reader, json, "unknownSessionCallsAtLeast",
+                             expect.unknownSessionCallsAtLeast) &&
+           ReadOptionalCount(reader, json, "unknownSessionCallsAtMost",
+                             expect.unknownSessionCallsAtMost) &&
+           ReadDumpLines(reader, json, expect.dump) &&
            (expect.mode == "physical" || expect.mode == "virtual" ||
             reader.Fail("expect.mode", "must be \"physical\" or \"virtual\""));
 }
@@ -371,7 +472,8 @@ bool ParseScenario(const std::string& text, Scenario& scenario, std::string& err
     }
     Reader reader(error);
     if (!reader.Keys(root, "scenario",
-                     {"name", "description", "pipeline", "remotes", "steps", "expect"})) {
+                     {"name", "description", "pipeline", "devmgt", "remotes", "steps",
+                      "expect"})) {
         return false;
     }
     scenario = Scenario();
@@ -381,6 +483,7 @@ bool ParseScenario(const std::string& text, Scenario& scenario, std::string& err
     if (!reader.Text(root, "name", "scenario", scenario.name) ||
         !reader.Text(root, "description", "scenario", scenario.description) ||
         (root.isMember("pipeline") && !ReadPipeline(reader, root["pipeline"], scenario.pipeline)) ||
+        (root.isMember("devmgt") && !ReadDevMgt(reader, root["devmgt"], scenario.devmgt)) ||
         (root.isMember("remotes") && !ReadRemotes(reader, root["remotes"], scenario.remotes)) ||
         (root.isMember("expect") && !ReadExpectations(reader, root["expect"], scenario.expect))) {
         return false;

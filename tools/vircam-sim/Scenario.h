@@ -18,7 +18,10 @@ enum class Stage {
     kDataSession,
     kSwitch,
     kStreaming,
-    kSwitchOff
+    kSwitchOff,
+    // A configStream on a control session that is already configured: the
+    // pipeline reconfiguring a running virtual camera.
+    kReconfigure
 };
 enum class FaultKind { kNone, kTimeout, kFailure, kDeath };
 
@@ -44,6 +47,17 @@ struct PipelineConfig {
     // The camera HAL registers its translator callback this long after
     // opening; a switch-on waits 1 s for it.
     int halReadyAfterMs = 0;
+    // The HAL holds the library's flush notice this long before it answers,
+    // which keeps a switch-off between its flush and its teardown.
+    int flushNoticeDelayMs = 0;
+};
+
+struct DevMgtConfig {
+    // Registers the switch callback again as soon as it learns of a remote's
+    // death, and switches off a camera left on the dead remote.
+    bool reregisterAfterDeath = true;
+    // Each switch result is answered this long after it arrived.
+    int resultReturnDelayMs = 0;
 };
 
 struct RemoteConfig {
@@ -53,13 +67,28 @@ struct RemoteConfig {
     int resultLatencyMs = 0;
     int imageLatencyMs = 0;
     Fault fault;
+    // Answers a flush, capture or close naming a session it does not have
+    // open with ILLEGAL_ARGUMENT instead of OK.
+    bool rejectsUnknownSessions = false;
 };
 
-enum class Action { kSwitchOn, kSwitchOff, kStream, kWait, kKill, kAwaitSwitchOff };
+enum class Action {
+    kSwitchOn,
+    kSwitchOff,
+    kStream,
+    kWait,
+    kKill,
+    kAwaitSwitchOff,
+    kAwaitResult,
+    kReconfigure,
+    kFlush,
+    kRegister,
+    kRegisterSwitchCallback
+};
 
 struct Step {
     Action action = Action::kWait;
-    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff
+    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff, awaitResult, register
     double seconds = 0;  // stream, wait
     // The switch result the step must see. kAwaitSwitchOff waits for the
     // switch-off that a remote's death sets off; its result may be missing,
@@ -67,6 +96,14 @@ struct Step {
     std::optional<int32_t> expectCode;
     bool expectNoResult = false;
     bool expectRefused = false;
+    // switchOn, switchOff, reconfigure: sent without waiting for the outcome;
+    // awaitResult (or the end of the steps) collects it.
+    bool async = false;
+    // switchOn, switchOff: sent the moment the last asynchronous command's
+    // result arrives, without waiting for the camera to settle.
+    bool afterResult = false;
+    // reconfigure, flush: whether the library must report success.
+    std::optional<bool> expectSucceeds;
 };
 
 struct Expectations {
@@ -74,12 +111,20 @@ struct Expectations {
     int64_t framesCorrupted = 0;
     std::string mode = "physical";
     std::string property = "0";
+    std::optional<int64_t> framesRefusedAtLeast;
+    // Calls the remotes got naming a session they did not have open.
+    std::optional<int64_t> unknownSessionCallsAtLeast;
+    std::optional<int64_t> unknownSessionCallsAtMost;
+    // Lines the channel service's `lshal debug` dump must contain at the end
+    // of the steps, before the camera closes.
+    std::vector<std::string> dump;
 };
 
 struct Scenario {
     std::string name;
     std::string description;
     PipelineConfig pipeline;
+    DevMgtConfig devmgt;
     std::vector<RemoteConfig> remotes;
     std::vector<Step> steps;
     Expectations expect;

@@ -5,6 +5,7 @@
 
 #include <thread>
 
+#include "LibraryDump.h"
 #include "Names.h"
 #include "SimClock.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"
@@ -60,8 +61,16 @@ ScenarioRunner::ScenarioRunner(const Scenario& scenario, Recorder& recorder)
     : mScenario(scenario), mRecorder(recorder) {}
 
 ScenarioRunner::~ScenarioRunner() {
+    for (auto& reconfiguration : mReconfigurations) {
+        if (reconfiguration->thread.joinable()) {
+            reconfiguration->thread.join();
+        }
+    }
     for (auto& [name, remote] : mRemotes) {
         remote.device->Shutdown();
+    }
+    for (auto& former : mFormer) {
+        former->Shutdown();
     }
     if (mDevMgt != nullptr) {
         mDevMgt->Shutdown();
@@ -86,12 +95,12 @@ bool ScenarioRunner::SetUp() {
         return false;
     }
     mDevMgt = new SimDevMgt(mService, mRecorder);
+    mDevMgt->SetResultReturnDelay(std::chrono::milliseconds(mScenario.devmgt.resultReturnDelayMs));
     mDevMgt->Start("0");
-    uint32_t firstSessionId = 10;
     for (const auto& config : mScenario.remotes) {
         Remote remote;
-        remote.device = new SimRemote(config, mService, mRecorder, firstSessionId);
-        firstSessionId += 10;
+        remote.device = new SimRemote(config, mService, mRecorder, mNextSessionBase);
+        mNextSessionBase += 10;
         remote.device->Register();
         remote.registered = true;
         mRemotes.emplace(config.name, remote);
@@ -135,6 +144,21 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
             break;
         case Action::kAwaitSwitchOff:
             AwaitSwitchOff(where, step);
+            break;
+        case Action::kAwaitResult:
+            AwaitResult(where, step);
+            break;
+        case Action::kReconfigure:
+            Reconfigure(where, step);
+            break;
+        case Action::kFlush:
+            Flush(where, step);
+            break;
+        case Action::kRegister:
+            Register(step.remote);
+            break;
+        case Action::kRegisterSwitchCallback:
+            mDevMgt->RegisterCallback();
             break;
     }
     HandleDeaths();
@@ -180,7 +204,15 @@ void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
         remote.device->Register();
         remote.registered = true;
     }
+    if (step.afterResult) {
+        AwaitLastResult(where);
+    }
     const SwitchCommand command = mDevMgt->SwitchOn(remote.device->config());
+    if (step.async) {
+        mPending.push_back({where, step, command});
+        mLastAsyncSeq = command.seqNum;
+        return;
+    }
     const bool refused = command.status != android::hardware::camera::common::V1_0::Status::OK;
     const auto result = WaitForResult(step, command);
     mReport.commands.push_back(command);
@@ -198,8 +230,16 @@ void ScenarioRunner::SwitchOn(const std::string& where, const Step& step) {
 
 void ScenarioRunner::SwitchOff(const std::string& where, const Step& step) {
     Remote& remote = mRemotes.at(step.remote);
+    if (step.afterResult) {
+        AwaitLastResult(where);
+    }
     for (int attempt = 1;; ++attempt) {
         const SwitchCommand command = mDevMgt->SwitchOff(remote.device->config());
+        if (step.async) {
+            mPending.push_back({where, step, command});
+            mLastAsyncSeq = command.seqNum;
+            return;
+        }
         const auto result = WaitForResult(step, command);
         mReport.commands.push_back(command);
         // A refused switch-off is reported as 300 too: only the camera staying
@@ -242,6 +282,11 @@ void ScenarioRunner::HandleDeaths() {
         remote.deathHandled = true;
         remote.registered = false;
         android::hardware::waitForDeathNotifications();
+        if (!mScenario.devmgt.reregisterAfterDeath) {
+            mRecorder.Event("devmgt", "learns that remote " + name +
+                                          " died; does not register its switch callback again");
+            continue;
+        }
         mRecorder.Event("devmgt", "learns that remote " + name + " died; registers again");
         mDevMgt->RegisterCallback();
         if (mActive != name) {
@@ -282,6 +327,114 @@ void ScenarioRunner::AwaitSwitchOff(const std::string& where, const Step& step) 
     }
 }
 
+void ScenarioRunner::AwaitLastResult(const std::string& where) {
+    Expect(mLastAsyncSeq != 0, where + ": afterResult needs an asynchronous command before it");
+    if (mLastAsyncSeq != 0) {
+        Expect(mDevMgt->WaitForResult(mLastAsyncSeq, kResultTimeout).has_value(),
+               Printf("%s: no result for seq %u to send after", where.c_str(), mLastAsyncSeq));
+    }
+}
+
+void ScenarioRunner::AwaitResult(const std::string& where, const Step& step) {
+    for (auto it = mPending.begin(); it != mPending.end(); ++it) {
+        if (it->step.remote == step.remote) {
+            const Pending pending = *it;
+            mPending.erase(it);
+            Settle(pending);
+            return;
+        }
+    }
+    Expect(false, where + ": no asynchronous command to remote " + step.remote + " is waiting");
+}
+
+// Checks an asynchronous command's result, then waits, as device management
+// does, for the camera to be where the result says.
+void ScenarioRunner::Settle(const Pending& pending) {
+    const auto result = WaitForResult(pending.step, pending.command);
+    mReport.commands.push_back(pending.command);
+    const bool refused =
+        pending.command.status != android::hardware::camera::common::V1_0::Status::OK;
+    CheckResult(pending.where, pending.step, pending.command, result, refused);
+    if (!result || result->code != 300) {
+        return;
+    }
+    if (pending.command.on) {
+        mActive = pending.step.remote;
+        WaitForVirtual();
+    } else if (WaitForPhysical()) {
+        mActive.clear();
+        mRemotes.at(pending.step.remote).registered = false;
+    }
+}
+
+void ScenarioRunner::Reconfigure(const std::string& where, const Step& step) {
+    auto reconfiguration = std::make_unique<Reconfiguration>();
+    reconfiguration->where = where;
+    reconfiguration->expectSucceeds = step.expectSucceeds;
+    Reconfiguration* raw = reconfiguration.get();
+    if (step.async) {
+        raw->thread = std::thread([this, raw] { raw->succeeded = mPipeline->Reconfigure(); });
+    } else {
+        raw->succeeded = mPipeline->Reconfigure();
+    }
+    mReconfigurations.push_back(std::move(reconfiguration));
+}
+
+void ScenarioRunner::Flush(const std::string& where, const Step& step) {
+    const bool ok = mPipeline->Flush();
+    if (step.expectSucceeds) {
+        Expect(ok == *step.expectSucceeds, Printf("%s: the flush %s, expected it to %s",
+                                                  where.c_str(), ok ? "succeeded" : "failed",
+                                                  *step.expectSucceeds ? "succeed" : "fail"));
+    }
+}
+
+void ScenarioRunner::Register(const std::string& name) {
+    Remote& remote = mRemotes.at(name);
+    if (remote.device->Dead()) {
+        // The device's service restarts: a new process with a new callback.
+        mFormer.push_back(remote.device);
+        remote.device = new SimRemote(remote.device->config(), mService, mRecorder,
+                                      mNextSessionBase + 100);
+        mNextSessionBase += 10;
+        mRecorder.Event("remote " + name, "restarts as a new process");
+        remote.deathHandled = false;
+    }
+    remote.device->Register();
+    remote.registered = true;
+}
+
+void ScenarioRunner::CheckDump() {
+    const std::string dump = ChannelDumpText();
+    for (const auto& line : mScenario.expect.dump) {
+        const bool found = dump.find(line) != std::string::npos;
+        Expect(found, "the channel service's dump has no \"" + line + "\"");
+        if (found) {
+            Say("lshal debug IVirCameraChannel shows \"" + line + "\"");
+        }
+    }
+}
+
+void ScenarioRunner::CheckLeftovers() {
+    for (auto& reconfiguration : mReconfigurations) {
+        if (reconfiguration->thread.joinable()) {
+            reconfiguration->thread.join();
+        }
+        if (reconfiguration->expectSucceeds) {
+            const bool ok = reconfiguration->succeeded;
+            Expect(ok == *reconfiguration->expectSucceeds,
+                   Printf("%s: the reconfiguration %s, expected it to %s",
+                          reconfiguration->where.c_str(), ok ? "succeeded" : "failed",
+                          *reconfiguration->expectSucceeds ? "succeed" : "fail"));
+        }
+    }
+    while (!mPending.empty()) {
+        const Pending pending = mPending.front();
+        mPending.erase(mPending.begin());
+        Settle(pending);
+    }
+}
+
 void ScenarioRunner::CheckResult(const std::string& where, const Step& step,
                                  const SwitchCommand& command,
                                  const std::optional<SwitchResult>& result, bool refused) {
@@ -307,9 +460,11 @@ void ScenarioRunner::CheckResult(const std::string& where, const Step& step,
 }
 
 void ScenarioRunner::Finish() {
+    CheckLeftovers();
     // Deaths and their switch-offs still under way get their moment.
     std::this_thread::sleep_for(kSettle);
     android::hardware::waitForDeathNotifications();
+    CheckDump();
     mReport.mode = mPipeline->Virtual() ? "virtual" : "physical";
     mReport.property = Property();
     mPipeline->StopStreaming();
@@ -333,6 +488,33 @@ void ScenarioRunner::Finish() {
            Printf("%lld frames corrupted", static_cast<long long>(mReport.frames.corrupted)));
     Expect(mReport.frames.stray == 0, Printf("%lld images for no outstanding buffer",
                                              static_cast<long long>(mReport.frames.stray)));
+    if (expect.framesRefusedAtLeast) {
+        Expect(mReport.frames.refused >= *expect.framesRefusedAtLeast,
+               Printf("%lld frames refused, expected at least %lld",
+                      static_cast<long long>(mReport.frames.refused),
+                      static_cast<long long>(*expect.framesRefusedAtLeast)));
+    }
+    int64_t unknown = 0;
+    for (const auto& [name, remote] : mRemotes) {
+        unknown += remote.device->UnknownSessionCalls();
+    }
+    for (const auto& former : mFormer) {
+        unknown += former->UnknownSessionCalls();
+    }
+    if (expect.unknownSessionCallsAtLeast) {
+        Expect(unknown >= *expect.unknownSessionCallsAtLeast,
+               Printf("%lld calls named a session the remote did not have open, expected at "
+                      "least %lld",
+                      static_cast<long long>(unknown),
+                      static_cast<long long>(*expect.unknownSessionCallsAtLeast)));
+    }
+    if (expect.unknownSessionCallsAtMost) {
+        Expect(unknown <= *expect.unknownSessionCallsAtMost,
+               Printf("%lld calls named a session the remote did not have open, expected at "
+                      "most %lld",
+                      static_cast<long long>(unknown),
+                      static_cast<long long>(*expect.unknownSessionCallsAtMost)));
+    }
 }
 
 // The camera closes as an app would close it; then nothing may be left open:
@@ -353,6 +535,11 @@ void ScenarioRunner::TearDown() {
         mReport.sessionsOpen += remote.device->OpenSessions();
         mReport.deathLinks += remote.device->DeathLinks();
         remote.device->Shutdown();
+    }
+    for (auto& former : mFormer) {
+        mReport.sessionsOpen += former->OpenSessions();
+        mReport.deathLinks += former->DeathLinks();
+        former->Shutdown();
     }
     mReport.deathLinks += mPipeline->DeathLinks();
     mPipeline.reset();

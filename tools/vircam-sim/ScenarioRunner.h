@@ -8,6 +8,8 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "Recorder.h"
 #include "RunReport.h"
@@ -31,12 +33,34 @@ private:
         bool registered = false;
         bool deathHandled = false;
     };
+    // A command sent without waiting for its result.
+    struct Pending {
+        std::string where;
+        Step step;
+        SwitchCommand command;
+    };
+    struct Reconfiguration {
+        std::string where;
+        std::optional<bool> expectSucceeds;
+        std::thread thread;
+        bool succeeded = false;
+    };
 
     bool SetUp();
     void RunStep(size_t index, const Step& step);
     void SwitchOn(const std::string& where, const Step& step);
     void SwitchOff(const std::string& where, const Step& step);
     void AwaitSwitchOff(const std::string& where, const Step& step);
+    void AwaitResult(const std::string& where, const Step& step);
+    void Settle(const Pending& pending);
+    // The moment the last asynchronous command's result arrives.
+    void AwaitLastResult(const std::string& where);
+    void Reconfigure(const std::string& where, const Step& step);
+    void Flush(const std::string& where, const Step& step);
+    // A remote registers; a dead one comes back as a new process.
+    void Register(const std::string& name);
+    void CheckLeftovers();
+    void CheckDump();
     void HandleDeaths();
     std::optional<SwitchResult> WaitForResult(const Step& step, const SwitchCommand& command);
     void CheckResult(const std::string& where, const Step& step, const SwitchCommand& command,
@@ -57,6 +81,12 @@ private:
     android::sp<SimDevMgt> mDevMgt;
     std::unique_ptr<SimPipeline> mPipeline;
     std::map<std::string, Remote> mRemotes;
+    // Dead remotes that a new process of the same device replaced.
+    std::vector<android::sp<SimRemote>> mFormer;
+    uint32_t mNextSessionBase = 10;
+    std::vector<Pending> mPending;
+    uint32_t mLastAsyncSeq = 0;
+    std::vector<std::unique_ptr<Reconfiguration>> mReconfigurations;
     std::string mActive;  // the remote the camera is on, if virtual
     int mFdsAtStart = 0;
     RunReport mReport;

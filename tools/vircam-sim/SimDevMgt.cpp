@@ -1,5 +1,7 @@
 #include "SimDevMgt.h"
 
+#include <thread>
+
 #include "Names.h"
 #include "SimClock.h"
 #include "utils/Anonymize.h"
@@ -105,9 +107,14 @@ SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t s
     }
     Say(Printf("notifySwitch%sResult(seq %u, %s)", on ? "On" : "Off", seqNum,
                SwitchResultText(code).c_str()));
-    std::lock_guard<std::mutex> lock(mLock);
-    mResults.push_back(result);
-    mArrived.notify_all();
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mResults.push_back(result);
+        mArrived.notify_all();
+    }
+    if (mReturnDelay.count() > 0) {
+        std::this_thread::sleep_for(mReturnDelay);
+    }
     return CameraStatus::OK;
 }
 

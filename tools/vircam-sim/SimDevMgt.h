@@ -49,6 +49,9 @@ public:
     void Start(const std::string& physicalCameraId);
     // Again after a remote's death, which makes the library forget it.
     void RegisterCallback();
+    // Runner thread, before any command: how long each result is held
+    // before it is answered.
+    void SetResultReturnDelay(std::chrono::milliseconds delay) { mReturnDelay = delay; }
     SwitchCommand SwitchOn(const RemoteConfig& remote);
     SwitchCommand SwitchOff(const RemoteConfig& remote);
     std::optional<SwitchResult> WaitForResult(uint32_t seqNum, std::chrono::milliseconds timeout);
@@ -76,6 +79,8 @@ private:
     Recorder& mRecorder;
     android::sp<android::hardware::RemoteProcess> mProcess;
     android::sp<vircam::HostProxyVirCameraSwitchCallback> mProxy;
+
+    std::chrono::milliseconds mReturnDelay{0};
 
     mutable std::mutex mLock;
     std::condition_variable mArrived;

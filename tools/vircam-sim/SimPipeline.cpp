@@ -74,10 +74,8 @@ std::string SimPipeline::StreamTrack(int32_t streamId) const {
     return Printf("stream %d  %s", streamId, StreamText(streamId).c_str());
 }
 
-bool SimPipeline::Open() {
-    mTranslator = CreateVirtualCameraTranslator();
+android::hardware::hidl_vec<vircam::VirStream> SimPipeline::Streams(std::string& list) const {
     android::hardware::hidl_vec<vircam::VirStream> streams(mConfig.streams.size());
-    std::string list;
     for (size_t i = 0; i < mConfig.streams.size(); ++i) {
         streams[i].streamId = static_cast<int32_t>(i);
         streams[i].width = mConfig.streams[i].width;
@@ -85,6 +83,32 @@ bool SimPipeline::Open() {
         streams[i].format = mConfig.streams[i].format;
         list += (i == 0 ? "" : ", ") + StreamText(static_cast<int32_t>(i));
     }
+    return streams;
+}
+
+bool SimPipeline::Reconfigure() {
+    std::string list;
+    const auto streams = Streams(list);
+    Say("reconfigures its streams: " + list);
+    const auto status = mTranslator->BackupPhyConfigStreams(mConfig.cameraId, streams);
+    const bool ok = status.isOk() && status == CameraStatus::OK;
+    Say(Printf("BackupPhyConfigStreams -> %s",
+               status.isOk() ? StatusName(status) : status.description().c_str()));
+    return ok;
+}
+
+bool SimPipeline::Flush() {
+    Say("flushes on the app's request");
+    const auto status = mTranslator->Flush(mConfig.cameraId);
+    const bool ok = status.isOk() && status == CameraStatus::OK;
+    Say(Printf("Flush -> %s", status.isOk() ? StatusName(status) : status.description().c_str()));
+    return ok;
+}
+
+bool SimPipeline::Open() {
+    mTranslator = CreateVirtualCameraTranslator();
+    std::string list;
+    const auto streams = Streams(list);
     mTranslator->BackupPhyConfigStreams(mConfig.cameraId, streams).isOk();
     mBuffers.resize(mConfig.streams.size());
     mBusy.resize(mConfig.streams.size());
@@ -354,6 +378,10 @@ void SimPipeline::OnCommand(uint32_t cmdId) {
     }
     Say(Printf("NotifyCommonCmd(%u): flush announced; %zu buffers still out, returned as errors",
                cmdId, abandoned));
+    if (mConfig.flushNoticeDelayMs > 0) {
+        Say(Printf("answers the flush notice %d ms later", mConfig.flushNoticeDelayMs));
+        std::this_thread::sleep_for(std::chrono::milliseconds(mConfig.flushNoticeDelayMs));
+    }
 }
 
 bool SimPipeline::Drain(std::chrono::milliseconds timeout) {

@@ -63,6 +63,12 @@ public:
     bool Drain(std::chrono::milliseconds timeout);
     // The camera closes: Close, then the callback goes.
     void Close();
+    // Configures the same streams again, as a HAL does when the app
+    // reconfigures; while virtual the library passes them to the remote.
+    // Runner thread (or a thread of its own); true when the library says OK.
+    bool Reconfigure();
+    // An app's flush. Runner thread; true when the library says OK.
+    bool Flush();
 
     bool Virtual();
     FrameStats Stats();  // counts what is still out as lost
@@ -82,6 +88,7 @@ private:
     using FrameKey = std::pair<uint32_t, int32_t>;  // frame number, stream id
 
     void RegisterCallback();
+    android::hardware::hidl_vec<vircam::VirStream> Streams(std::string& list) const;
     void RunCapture();
     void Tick(uint32_t frameNumber);
     void SendToLibrary(uint32_t frameNumber);

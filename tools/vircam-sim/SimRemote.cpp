@@ -95,6 +95,25 @@ void SimRemote::Kill(const std::string& why) {
     mOpenSessions.clear();
 }
 
+int64_t SimRemote::UnknownSessionCalls() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mUnknownSessionCalls;
+}
+
+bool SimRemote::KnownSession(const char* call, uint32_t sessionId) {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mOpenSessions.count(sessionId) != 0) {
+            return true;
+        }
+        ++mUnknownSessionCalls;
+    }
+    Say(Printf("%s names session %s, which this device does not have open%s", call,
+               GetAnonyUInt32(sessionId).c_str(),
+               mConfig.rejectsUnknownSessions ? ": ILLEGAL_ARGUMENT" : ": answered OK"));
+    return false;
+}
+
 size_t SimRemote::OpenSessions() const {
     std::lock_guard<std::mutex> lock(mLock);
     return mOpenSessions.size();
@@ -124,13 +143,10 @@ void SimRemote::OpenSession(SwitchStep step, Stage stage, const char* call, cons
     }
     cb(CameraStatus::OK, sessionId);
     CallSpan(call, start);
-    AnswerStep(step, sessionId);
+    AnswerStep(step, sessionId, stage);
 }
 
-void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId) {
-    static constexpr Stage kStages[] = {Stage::kControlSession, Stage::kConfigStream,
-                                        Stage::kDataSession};
-    const Stage stage = kStages[static_cast<int>(step)];
+void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId, Stage stage) {
     if (FaultAt(stage, FaultKind::kTimeout)) {
         Say("will never report this result");
         return;
@@ -204,32 +220,44 @@ android::hardware::Return<void> SimRemote::openDataSession(const hidl_string& /*
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::configStream(
     uint32_t sessionId, const hidl_vec<vircam::VirStream>& streams) {
     const int64_t start = NowUs();
-    mRecorder.trace().Begin(StepKey(1), kStepTrack, StepName(1), start);
+    bool again = false;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        again = !mConfiguredSessions.insert(sessionId).second;
+    }
+    // A reconfiguration of a running virtual camera is no switch step.
+    const Stage stage = again ? Stage::kReconfigure : Stage::kConfigStream;
+    if (!again) {
+        mRecorder.trace().Begin(StepKey(1), kStepTrack, StepName(1), start);
+    }
     std::string list;
     for (const auto& stream : streams) {
         list += Printf("%s%ux%u fmt %d", list.empty() ? "" : ", ", stream.width, stream.height,
                        stream.format);
     }
-    Say(Printf("configStream(%s, %zu streams: %s)", GetAnonyUInt32(sessionId).c_str(),
-               streams.size(), list.c_str()));
-    if (FaultAt(Stage::kConfigStream, FaultKind::kDeath)) {
+    Say(Printf("configStream(%s, %zu streams: %s)%s", GetAnonyUInt32(sessionId).c_str(),
+               streams.size(), list.c_str(), again ? ": a reconfiguration" : ""));
+    if (FaultAt(stage, FaultKind::kDeath)) {
         Kill("on configStream");
         return CameraStatus::OK;
     }
-    AnswerStep(SwitchStep::kConfig, sessionId);
+    AnswerStep(SwitchStep::kConfig, sessionId, stage);
     CallSpan("configStream", start);
     return CameraStatus::OK;
 }
 
 SimRemote::CameraStatus SimRemote::CloseSession(const char* call, uint32_t sessionId) {
     const int64_t start = NowUs();
+    Say(Printf("%s(%s)", call, GetAnonyUInt32(sessionId).c_str()));
+    const bool known = KnownSession(call, sessionId);
     {
         std::lock_guard<std::mutex> lock(mLock);
         mOpenSessions.erase(sessionId);
+        mConfiguredSessions.erase(sessionId);
     }
-    Say(Printf("%s(%s)", call, GetAnonyUInt32(sessionId).c_str()));
     CallSpan(call, start);
-    return CameraStatus::OK;
+    return known || !mConfig.rejectsUnknownSessions ? CameraStatus::OK
+                                                    : CameraStatus::ILLEGAL_ARGUMENT;
 }
 
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeControlSession(
@@ -274,8 +302,12 @@ bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {
 }
 
 android::hardware::Return<void> SimRemote::processCaptureRequest(
-    uint32_t /*dataSessionId*/, const hidl_vec<vircam::VirImageBuffer>& buffers,
+    uint32_t dataSessionId, const hidl_vec<vircam::VirImageBuffer>& buffers,
     processCaptureRequest_cb cb) {
+    if (!KnownSession("processCaptureRequest", dataSessionId) && mConfig.rejectsUnknownSessions) {
+        cb(CameraStatus::ILLEGAL_ARGUMENT, 0);
+        return android::hardware::Void();
+    }
     bool die = false;
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -308,6 +340,10 @@ android::hardware::Return<void> SimRemote::reserved8() {
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::flush(uint32_t dataSessionId) {
     const int64_t start = NowUs();
     Say(Printf("flush(%s)", GetAnonyUInt32(dataSessionId).c_str()));
+    if (!KnownSession("flush", dataSessionId) && mConfig.rejectsUnknownSessions) {
+        CallSpan("flush", start);
+        return CameraStatus::ILLEGAL_ARGUMENT;
+    }
     if (FaultAt(Stage::kSwitchOff, FaultKind::kDeath)) {
         Kill("on flush");
         return CameraStatus::OK;

@@ -50,6 +50,9 @@ public:
     // Sessions this device opened that the library has not closed.
     size_t OpenSessions() const;
     size_t DeathLinks() const { return mProcess->liveRecipients(); }
+    // Flushes, captures and closes that named a session this device did not
+    // have open: one it closed already, a predecessor's, or 0.
+    int64_t UnknownSessionCalls() const;
     // Ends the device's threads and its hold on the library.
     void Shutdown();
 
@@ -82,7 +85,10 @@ private:
     void Say(const std::string& text) { mRecorder.Event(Actor(), text); }
     void CallSpan(const char* call, int64_t startUs);
     // Reports a switch step's result after the latency, as scripted.
-    void AnswerStep(SwitchStep step, uint32_t sessionId);
+    void AnswerStep(SwitchStep step, uint32_t sessionId, Stage stage);
+    // Any binder thread, takes mLock. False (and counted) when the call names
+    // a session this device does not have open.
+    bool KnownSession(const char* call, uint32_t sessionId);
     void Notify(SwitchStep step, uint32_t sessionId, bool ok);
     template <typename Callback>
     void OpenSession(SwitchStep step, Stage stage, const char* call, const hidl_string& name,
@@ -103,6 +109,8 @@ private:
     mutable std::mutex mLock;
     uint32_t mNextSessionId;
     std::set<uint32_t> mOpenSessions;
+    std::set<uint32_t> mConfiguredSessions;
+    int64_t mUnknownSessionCalls = 0;
     int mCaptureRequests = 0;
     int mFailuresLeft = 0;
     bool mStalled = false;
