@@ -3,6 +3,7 @@
 // mistake must be refused with the place of the mistake.
 #include <gtest/gtest.h>
 #include <json/json.h>
+#include <dirent.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -125,6 +126,96 @@ TEST(VirCamSimScenarioTest, ExampleLoadsAndMistakesAreNamedByTheirPlace) {
         EXPECT_FALSE(ParseScenario(text, scenario, error)) << text;
         EXPECT_EQ(0u, error.find(where)) << error;
     }
+}
+
+// The language's later words: each reads into the step or expectation it
+// names, and each is refused where it means nothing.
+TEST(VirCamSimScenarioTest, TimingWordsReadIntoStepsAndAreRefusedWhereTheyMeanNothing) {
+    using vircam_sim::Action;
+    using vircam_sim::ParseScenario;
+    vircam_sim::Scenario scenario;
+    std::string error;
+    ASSERT_TRUE(ParseScenario(R"({
+        "pipeline": {"flushNoticeDelayMs": 250},
+        "devmgt": {"reregisterAfterDeath": false, "resultReturnDelayMs": 40},
+        "remotes": [{"name": "A", "rejectsUnknownSessions": true,
+                     "fault": {"stage": "reconfigure", "kind": "timeout"}}],
+        "steps": [{"switchOn": "A", "async": true, "expect": 300},
+                  {"switchOff": "A", "afterResult": true, "expect": "none"},
+                  {"awaitResult": "A"}, {"reconfigure": true, "async": true, "succeeds": false},
+                  {"flush": true, "succeeds": true}, {"register": "A"},
+                  {"registerSwitchCallback": true}],
+        "expect": {"framesRefusedAtLeast": 3, "unknownSessionCallsAtLeast": 2,
+                   "unknownSessionCallsAtMost": 5, "dump": ["mode: VIRTUAL"]}})",
+                              scenario, error))
+        << error;
+    EXPECT_EQ(250, scenario.pipeline.flushNoticeDelayMs);
+    EXPECT_FALSE(scenario.devmgt.reregisterAfterDeath);
+    EXPECT_EQ(40, scenario.devmgt.resultReturnDelayMs);
+    ASSERT_EQ(1u, scenario.remotes.size());
+    EXPECT_TRUE(scenario.remotes[0].rejectsUnknownSessions);
+    EXPECT_EQ(vircam_sim::Stage::kReconfigure, scenario.remotes[0].fault.stage);
+    ASSERT_EQ(7u, scenario.steps.size());
+    EXPECT_TRUE(scenario.steps[0].async);
+    EXPECT_FALSE(scenario.steps[0].afterResult);
+    EXPECT_EQ(300, scenario.steps[0].expectCode.value_or(0));
+    EXPECT_TRUE(scenario.steps[1].afterResult);
+    EXPECT_TRUE(scenario.steps[1].expectNoResult);
+    EXPECT_EQ(Action::kAwaitResult, scenario.steps[2].action);
+    EXPECT_EQ("A", scenario.steps[2].remote);
+    EXPECT_EQ(Action::kReconfigure, scenario.steps[3].action);
+    EXPECT_TRUE(scenario.steps[3].async);
+    EXPECT_EQ(false, scenario.steps[3].expectSucceeds.value_or(true));
+    EXPECT_EQ(Action::kFlush, scenario.steps[4].action);
+    EXPECT_EQ(true, scenario.steps[4].expectSucceeds.value_or(false));
+    EXPECT_EQ(Action::kRegister, scenario.steps[5].action);
+    EXPECT_EQ(Action::kRegisterSwitchCallback, scenario.steps[6].action);
+    EXPECT_EQ(3, scenario.expect.framesRefusedAtLeast.value_or(0));
+    EXPECT_EQ(2, scenario.expect.unknownSessionCallsAtLeast.value_or(0));
+    EXPECT_EQ(5, scenario.expect.unknownSessionCallsAtMost.value_or(0));
+    EXPECT_EQ(std::vector<std::string>{"mode: VIRTUAL"}, scenario.expect.dump);
+
+    const std::vector<std::pair<std::string, std::string>> mistakes{
+        {R"({"steps": [{"stream": 1, "async": true}]})", "steps[0].async"},
+        {R"({"steps": [{"reconfigure": true, "afterResult": true}]})", "steps[0].afterResult"},
+        {R"({"steps": [{"switchOn": "A", "succeeds": true}]})", "steps[0].succeeds"},
+        {R"({"steps": [{"flush": false}]})", "steps[0].flush"},
+        {R"({"steps": [{"register": "Z"}]})", "steps[0].register"},
+        {R"({"steps": [{"awaitResult": "A", "async": "yes"}]})", "steps[0].async"},
+        {R"({"devmgt": {"reregister": true}, "steps": [{"stream": 1}]})",
+         "devmgt.reregister: unknown key"},
+        {R"({"expect": {"dump": []}, "steps": [{"stream": 1}]})", "expect.dump"},
+        {R"({"pipeline": {"flushNoticeDelayMs": -1}, "steps": [{"stream": 1}]})",
+         "pipeline.flushNoticeDelayMs"},
+    };
+    for (const auto& [text, where] : mistakes) {
+        error.clear();
+        EXPECT_FALSE(ParseScenario(text, scenario, error)) << text;
+        EXPECT_EQ(0u, error.find(where)) << error;
+    }
+}
+
+// Every scenario shipped with the simulator reads; CI plays each one.
+TEST(VirCamSimScenarioTest, EveryShippedScenarioReads) {
+    const std::string folder = std::string(VIRCAM_SOURCE_DIR) + "/tools/vircam-sim/scenarios";
+    DIR* dir = opendir(folder.c_str());
+    ASSERT_NE(nullptr, dir);
+    int files = 0;
+    while (const dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name.size() < 5 || name.substr(name.size() - 5) != ".json") {
+            continue;
+        }
+        ++files;
+        vircam_sim::Scenario scenario;
+        std::string error;
+        EXPECT_TRUE(vircam_sim::ParseScenario(ReadFile(folder + "/" + name), scenario, error))
+            << name << ": " << error;
+        EXPECT_EQ(name, scenario.name + ".json") << "a scenario is named as its file";
+        EXPECT_FALSE(scenario.description.empty()) << name;
+    }
+    closedir(dir);
+    EXPECT_GT(files, 1);
 }
 
 }  // namespace

@@ -356,6 +356,9 @@ void ScenarioRunner::Settle(const Pending& pending) {
         pending.command.status != android::hardware::camera::common::V1_0::Status::OK;
     CheckResult(pending.where, pending.step, pending.command, result, refused);
     if (!result || result->code != 300) {
+        if (pending.command.on && !refused) {
+            WaitForPhysical();
+        }
         return;
     }
     if (pending.command.on) {
@@ -405,13 +408,21 @@ void ScenarioRunner::Register(const std::string& name) {
 }
 
 void ScenarioRunner::CheckDump() {
+    if (mScenario.expect.dump.empty()) {
+        return;
+    }
     const std::string dump = ChannelDumpText();
+    bool all = true;
     for (const auto& line : mScenario.expect.dump) {
         const bool found = dump.find(line) != std::string::npos;
+        all = all && found;
         Expect(found, "the channel service's dump has no \"" + line + "\"");
         if (found) {
             Say("lshal debug IVirCameraChannel shows \"" + line + "\"");
         }
+    }
+    if (!all) {
+        Say("lshal debug IVirCameraChannel:\n" + dump);
     }
 }
 
