@@ -360,8 +360,8 @@ bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& exp
            ReadOptionalCount(reader, json, "unknownSessionCallsAtMost",
                              expect.unknownSessionCallsAtMost) &&
            ReadDumpLines(reader, json, expect.dump) &&
-           (expect.mode == "physical" || expect.mode == "virtual" ||
-            reader.Fail("expect.mode", "must be \"physical\" or \"virtual\""));
+           (expect.mode == "physical" || expect.mode == "virtual" || expect.mode == "any" ||
+            reader.Fail("expect.mode", "must be \"physical\", \"virtual\" or \"any\""));
 }
 
 }  // namespace
