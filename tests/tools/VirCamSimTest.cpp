@@ -1,9 +1,9 @@
 // vircam-sim as its users meet it: the trace it writes must load as
 // trace-event JSON with the switch steps in order, and a scenario file with a
 // mistake must be refused with the place of the mistake.
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
-#include <dirent.h>
 #include <unistd.h>
 
 #include <cstdlib>

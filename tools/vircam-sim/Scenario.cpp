@@ -120,10 +120,9 @@ bool ReadFormat(Reader& reader, const Json::Value& value, const std::string& whe
 
 bool ReadPipeline(Reader& reader, const Json::Value& json, PipelineConfig& pipeline) {
     const std::string where = "pipeline";
-    if (!reader.Keys(
-            json, where,
-            {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs",
-             "flushNoticeDelayMs", "streams"}) ||
+    if (!reader.Keys(json, where,
+                     {"cameraId", "fps", "buffersPerStream", "bufferBytes", "halReadyAfterMs",
+                      "flushNoticeDelayMs", "streams"}) ||
         !reader.Number(json, "cameraId", where, pipeline.cameraId, 0, 9) ||
         !reader.Number(json, "fps", where, pipeline.fps, 1, 1000) ||
         !reader.Number(json, "buffersPerStream", where, pipeline.buffersPerStream, 1, 64) ||
@@ -182,10 +181,9 @@ bool ReadRemotes(Reader& reader, const Json::Value& json, std::vector<RemoteConf
     for (Json::ArrayIndex i = 0; i < json.size(); ++i) {
         const std::string at = "remotes[" + std::to_string(i) + "]";
         const Json::Value& item = json[i];
-        if (!reader.Keys(
-                item, at,
-                {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs", "fault",
-                 "rejectsUnknownSessions"})) {
+        if (!reader.Keys(item, at,
+                         {"name", "deviceId", "serviceId", "resultLatencyMs", "imageLatencyMs",
+                          "fault", "rejectsUnknownSessions"})) {
             return false;
         }
         if (!item["name"].isString() || item["name"].asString().empty()) {
@@ -347,9 +345,8 @@ bool ReadDumpLines(Reader& reader, const Json::Value& json, std::vector<std::str
 
 bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& expect) {
     return reader.Keys(json, "expect",
-                       {"framesLost", "framesCorrupted", "mode", "property",
-                        "framesRefusedAtLeast", "unknownSessionCallsAtLeast",
-                        "unknownSessionCallsAtMost", "dump"}) &&
+                       {"framesLost", "framesCorrupted", "mode", "property", "framesRefusedAtLeast",
+                        "unknownSessionCallsAtLeast", "unknownSessionCallsAtMost", "dump"}) &&
            reader.Number(json, "framesLost", "expect", expect.framesLost, 0, 1e12) &&
            reader.Number(json, "framesCorrupted", "expect", expect.framesCorrupted, 0, 1e12) &&
            reader.Text(json, "mode", "expect", expect.mode) &&
@@ -472,8 +469,7 @@ bool ParseScenario(const std::string& text, Scenario& scenario, std::string& err
     }
     Reader reader(error);
     if (!reader.Keys(root, "scenario",
-                     {"name", "description", "pipeline", "devmgt", "remotes", "steps",
-                      "expect"})) {
+                     {"name", "description", "pipeline", "devmgt", "remotes", "steps", "expect"})) {
         return false;
     }
     scenario = Scenario();

@@ -386,9 +386,9 @@ void ScenarioRunner::Reconfigure(const std::string& where, const Step& step) {
 void ScenarioRunner::Flush(const std::string& where, const Step& step) {
     const bool ok = mPipeline->Flush();
     if (step.expectSucceeds) {
-        Expect(ok == *step.expectSucceeds, Printf("%s: the flush %s, expected it to %s",
-                                                  where.c_str(), ok ? "succeeded" : "failed",
-                                                  *step.expectSucceeds ? "succeed" : "fail"));
+        Expect(ok == *step.expectSucceeds,
+               Printf("%s: the flush %s, expected it to %s", where.c_str(),
+                      ok ? "succeeded" : "failed", *step.expectSucceeds ? "succeed" : "fail"));
     }
 }
 
@@ -397,8 +397,8 @@ void ScenarioRunner::Register(const std::string& name) {
     if (remote.device->Dead()) {
         // The device's service restarts: a new process with a new callback.
         mFormer.push_back(remote.device);
-        remote.device = new SimRemote(remote.device->config(), mService, mRecorder,
-                                      mNextSessionBase + 100);
+        remote.device =
+            new SimRemote(remote.device->config(), mService, mRecorder, mNextSessionBase + 100);
         mNextSessionBase += 10;
         mRecorder.Event("remote " + name, "restarts as a new process");
         remote.deathHandled = false;

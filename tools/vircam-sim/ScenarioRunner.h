@@ -51,15 +51,23 @@ private:
     void SwitchOn(const std::string& where, const Step& step);
     void SwitchOff(const std::string& where, const Step& step);
     void AwaitSwitchOff(const std::string& where, const Step& step);
+    // The methods below run on the runner thread and take no lock of their
+    // own; device management's and the remotes' locks are taken inside them.
     void AwaitResult(const std::string& where, const Step& step);
     void Settle(const Pending& pending);
-    // The moment the last asynchronous command's result arrives.
+    // Returns the moment the last asynchronous command's result arrives.
     void AwaitLastResult(const std::string& where);
+    // An asynchronous reconfiguration runs on a thread of its own, which
+    // writes only its Reconfiguration; CheckLeftovers joins it.
     void Reconfigure(const std::string& where, const Step& step);
     void Flush(const std::string& where, const Step& step);
     // A remote registers; a dead one comes back as a new process.
     void Register(const std::string& name);
+    // Joins reconfigurations and collects asynchronous commands not yet
+    // collected.
     void CheckLeftovers();
+    // Reads the channel service's dump, which tries the library's locks for
+    // at most 100 ms.
     void CheckDump();
     void HandleDeaths();
     std::optional<SwitchResult> WaitForResult(const Step& step, const SwitchCommand& command);

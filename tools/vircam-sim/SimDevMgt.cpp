@@ -112,6 +112,8 @@ SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t s
         mResults.push_back(result);
         mArrived.notify_all();
     }
+    // A device management busy with its own bookkeeping: the library's worker
+    // waits in this call. No lock is held while it sleeps.
     if (mReturnDelay.count() > 0) {
         std::this_thread::sleep_for(mReturnDelay);
     }

@@ -65,9 +65,11 @@ public:
     void Close();
     // Configures the same streams again, as a HAL does when the app
     // reconfigures; while virtual the library passes them to the remote.
-    // Runner thread (or a thread of its own); true when the library says OK.
+    // Runner thread (or a thread of its own), no lock of the pipeline's; true
+    // when the library says OK.
     bool Reconfigure();
-    // An app's flush. Runner thread; true when the library says OK.
+    // An app's flush. Runner thread, no lock of the pipeline's; true when the
+    // library says OK.
     bool Flush();
 
     bool Virtual();
@@ -88,6 +90,8 @@ private:
     using FrameKey = std::pair<uint32_t, int32_t>;  // frame number, stream id
 
     void RegisterCallback();
+    // The configured streams, and their description in `list`. Any thread;
+    // reads only the configuration.
     android::hardware::hidl_vec<vircam::VirStream> Streams(std::string& list) const;
     void RunCapture();
     void Tick(uint32_t frameNumber);

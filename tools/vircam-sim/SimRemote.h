@@ -51,7 +51,8 @@ public:
     size_t OpenSessions() const;
     size_t DeathLinks() const { return mProcess->liveRecipients(); }
     // Flushes, captures and closes that named a session this device did not
-    // have open: one it closed already, a predecessor's, or 0.
+    // have open: one it closed already, a predecessor's, or 0. Any thread;
+    // takes mLock.
     int64_t UnknownSessionCalls() const;
     // Ends the device's threads and its hold on the library.
     void Shutdown();
@@ -85,6 +86,7 @@ private:
     void Say(const std::string& text) { mRecorder.Event(Actor(), text); }
     void CallSpan(const char* call, int64_t startUs);
     // Reports a switch step's result after the latency, as scripted.
+    // The binder thread of the library's call; posts the report to mAnswers.
     void AnswerStep(SwitchStep step, uint32_t sessionId, Stage stage);
     // Any binder thread, takes mLock. False (and counted) when the call names
     // a session this device does not have open.
