@@ -144,7 +144,7 @@ TEST(VirCamSimScenarioTest, TimingWordsReadIntoStepsAndAreRefusedWhereTheyMeanNo
                   {"switchOff": "A", "afterResult": true, "expect": "none"},
                   {"awaitResult": "A"}, {"reconfigure": true, "async": true, "succeeds": false},
                   {"flush": true, "succeeds": true}, {"register": "A"},
-                  {"registerSwitchCallback": true}],
+                  {"registerSwitchCallback": true}, {"dump": ["running now: nothing"]}],
         "expect": {"framesRefusedAtLeast": 3, "unknownSessionCallsAtLeast": 2,
                    "unknownSessionCallsAtMost": 5, "dump": ["mode: VIRTUAL"]}})",
                               scenario, error))
@@ -155,7 +155,7 @@ TEST(VirCamSimScenarioTest, TimingWordsReadIntoStepsAndAreRefusedWhereTheyMeanNo
     ASSERT_EQ(1u, scenario.remotes.size());
     EXPECT_TRUE(scenario.remotes[0].rejectsUnknownSessions);
     EXPECT_EQ(vircam_sim::Stage::kReconfigure, scenario.remotes[0].fault.stage);
-    ASSERT_EQ(7u, scenario.steps.size());
+    ASSERT_EQ(8u, scenario.steps.size());
     EXPECT_TRUE(scenario.steps[0].async);
     EXPECT_FALSE(scenario.steps[0].afterResult);
     EXPECT_EQ(300, scenario.steps[0].expectCode.value_or(0));
@@ -170,6 +170,8 @@ TEST(VirCamSimScenarioTest, TimingWordsReadIntoStepsAndAreRefusedWhereTheyMeanNo
     EXPECT_EQ(true, scenario.steps[4].expectSucceeds.value_or(false));
     EXPECT_EQ(Action::kRegister, scenario.steps[5].action);
     EXPECT_EQ(Action::kRegisterSwitchCallback, scenario.steps[6].action);
+    EXPECT_EQ(Action::kDump, scenario.steps[7].action);
+    EXPECT_EQ(std::vector<std::string>{"running now: nothing"}, scenario.steps[7].dumpLines);
     EXPECT_EQ(3, scenario.expect.framesRefusedAtLeast.value_or(0));
     EXPECT_EQ(2, scenario.expect.unknownSessionCallsAtLeast.value_or(0));
     EXPECT_EQ(5, scenario.expect.unknownSessionCallsAtMost.value_or(0));
@@ -185,6 +187,7 @@ TEST(VirCamSimScenarioTest, TimingWordsReadIntoStepsAndAreRefusedWhereTheyMeanNo
         {R"({"devmgt": {"reregister": true}, "steps": [{"stream": 1}]})",
          "devmgt.reregister: unknown key"},
         {R"({"expect": {"dump": []}, "steps": [{"stream": 1}]})", "expect.dump"},
+        {R"({"steps": [{"dump": ["mode: VIRTUAL", 3]}]})", "steps[0].dump[1]"},
         {R"({"pipeline": {"flushNoticeDelayMs": -1}, "steps": [{"stream": 1}]})",
          "pipeline.flushNoticeDelayMs"},
     };

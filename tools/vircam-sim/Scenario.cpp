@@ -221,9 +221,23 @@ bool ReadExpectedCode(Reader& reader, const Json::Value& json, const std::string
     return true;
 }
 
+bool ReadLines(Reader& reader, const Json::Value& value, const std::string& where,
+               std::vector<std::string>& lines) {
+    if (!value.isArray() || value.empty()) {
+        return reader.Fail(where, "must be a non-empty array of lines");
+    }
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+        if (!value[i].isString() || value[i].asString().empty()) {
+            return reader.Fail(where + "[" + std::to_string(i) + "]", "must be a non-empty string");
+        }
+        lines.push_back(value[i].asString());
+    }
+    return true;
+}
+
 bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
               const std::vector<RemoteConfig>& remotes, Step& step) {
-    enum class Operand { kRemote, kSeconds, kTrue };
+    enum class Operand { kRemote, kSeconds, kTrue, kLines };
     struct Kind {
         const char* name;
         Action action;
@@ -240,11 +254,12 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         {"register", Action::kRegister, Operand::kRemote},
         {"reconfigure", Action::kReconfigure, Operand::kTrue},
         {"flush", Action::kFlush, Operand::kTrue},
-        {"registerSwitchCallback", Action::kRegisterSwitchCallback, Operand::kTrue}};
+        {"registerSwitchCallback", Action::kRegisterSwitchCallback, Operand::kTrue},
+        {"dump", Action::kDump, Operand::kLines}};
     if (!reader.Keys(json, at,
                      {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff",
                       "awaitResult", "register", "reconfigure", "flush", "registerSwitchCallback",
-                      "expect", "refused", "async", "afterResult", "succeeds"})) {
+                      "dump", "expect", "refused", "async", "afterResult", "succeeds"})) {
         return false;
     }
     int actions = 0;
@@ -257,6 +272,10 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         const Json::Value& value = json[kind.name];
         if (kind.operand == Operand::kSeconds) {
             if (!reader.Number(json, kind.name, at, step.seconds, 0, 3600)) {
+                return false;
+            }
+        } else if (kind.operand == Operand::kLines) {
+            if (!ReadLines(reader, value, at + "." + kind.name, step.dumpLines)) {
                 return false;
             }
         } else if (kind.operand == Operand::kTrue) {
@@ -278,7 +297,7 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         return reader.Fail(at,
                            "needs exactly one of switchOn, switchOff, stream, wait, kill, "
                            "awaitSwitchOff, awaitResult, register, reconfigure, flush, "
-                           "registerSwitchCallback");
+                           "registerSwitchCallback, dump");
     }
     const bool command = step.action == Action::kSwitchOn || step.action == Action::kSwitchOff;
     if (!reader.Flag(json, "refused", at, step.expectRefused) ||
@@ -325,24 +344,6 @@ bool ReadOptionalCount(Reader& reader, const Json::Value& json, const std::strin
     return true;
 }
 
-bool ReadDumpLines(Reader& reader, const Json::Value& json, std::vector<std::string>& lines) {
-    if (!json.isMember("dump")) {
-        return true;
-    }
-    const Json::Value& dump = json["dump"];
-    if (!dump.isArray() || dump.empty()) {
-        return reader.Fail("expect.dump", "must be a non-empty array of lines");
-    }
-    for (Json::ArrayIndex i = 0; i < dump.size(); ++i) {
-        if (!dump[i].isString() || dump[i].asString().empty()) {
-            return reader.Fail("expect.dump[" + std::to_string(i) + "]",
-                               "must be a non-empty string");
-        }
-        lines.push_back(dump[i].asString());
-    }
-    return true;
-}
-
 bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& expect) {
     return reader.Keys(json, "expect",
                        {"framesLost", "framesCorrupted", "mode", "property", "framesRefusedAtLeast",
@@ -356,7 +357,8 @@ bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& exp
                              expect.unknownSessionCallsAtLeast) &&
            ReadOptionalCount(reader, json, "unknownSessionCallsAtMost",
                              expect.unknownSessionCallsAtMost) &&
-           ReadDumpLines(reader, json, expect.dump) &&
+           (!json.isMember("dump") ||
+            ReadLines(reader, json["dump"], "expect.dump", expect.dump)) &&
            (expect.mode == "physical" || expect.mode == "virtual" || expect.mode == "any" ||
             reader.Fail("expect.mode", "must be \"physical\", \"virtual\" or \"any\""));
 }

@@ -83,7 +83,8 @@ enum class Action {
     kReconfigure,
     kFlush,
     kRegister,
-    kRegisterSwitchCallback
+    kRegisterSwitchCallback,
+    kDump
 };
 
 struct Step {
@@ -104,6 +105,8 @@ struct Step {
     bool afterResult = false;
     // reconfigure, flush: whether the library must report success.
     std::optional<bool> expectSucceeds;
+    // dump: lines the channel service's dump must contain at this moment.
+    std::vector<std::string> dumpLines;
 };
 
 struct Expectations {

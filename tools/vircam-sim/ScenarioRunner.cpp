@@ -160,6 +160,9 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
         case Action::kRegisterSwitchCallback:
             mDevMgt->RegisterCallback();
             break;
+        case Action::kDump:
+            CheckDump(where, step.dumpLines);
+            break;
     }
     HandleDeaths();
 }
@@ -407,16 +410,16 @@ void ScenarioRunner::Register(const std::string& name) {
     remote.registered = true;
 }
 
-void ScenarioRunner::CheckDump() {
-    if (mScenario.expect.dump.empty()) {
+void ScenarioRunner::CheckDump(const std::string& where, const std::vector<std::string>& lines) {
+    if (lines.empty()) {
         return;
     }
     const std::string dump = ChannelDumpText();
     bool all = true;
-    for (const auto& line : mScenario.expect.dump) {
+    for (const auto& line : lines) {
         const bool found = dump.find(line) != std::string::npos;
         all = all && found;
-        Expect(found, "the channel service's dump has no \"" + line + "\"");
+        Expect(found, where + ": the channel service's dump has no \"" + line + "\"");
         if (found) {
             Say("lshal debug IVirCameraChannel shows \"" + line + "\"");
         }
@@ -475,7 +478,7 @@ void ScenarioRunner::Finish() {
     // Deaths and their switch-offs still under way get their moment.
     std::this_thread::sleep_for(kSettle);
     android::hardware::waitForDeathNotifications();
-    CheckDump();
+    CheckDump("end of steps", mScenario.expect.dump);
     mReport.mode = mPipeline->Virtual() ? "virtual" : "physical";
     mReport.property = Property();
     mPipeline->StopStreaming();

@@ -68,7 +68,7 @@ private:
     void CheckLeftovers();
     // Reads the channel service's dump, which tries the library's locks for
     // at most 100 ms.
-    void CheckDump();
+    void CheckDump(const std::string& where, const std::vector<std::string>& lines);
     void HandleDeaths();
     std::optional<SwitchResult> WaitForResult(const Step& step, const SwitchCommand& command);
     void CheckResult(const std::string& where, const Step& step, const SwitchCommand& command,
