@@ -194,14 +194,11 @@ void VirCameraChannelForStreamChange::DumpSwitching(std::string& out,
     } else {
         AppendFormat(out, "switch callback: %s\n", BusyText().c_str());
     }
-    std::string running = "busy";
-    if (deadline.TryLock(mWorkerLifeMutex)) {
-        std::lock_guard<std::mutex> lock(mWorkerLifeMutex, std::adopt_lock);
-        running = std::to_string(mWorkersRunning);
-    }
-    AppendFormat(out, "workers: %s, %s of 2 running; queued: switch-on %d, switch-off %d\n",
-                 mSwitchThreadStarted ? "started" : "not started", running.c_str(),
-                 mHistory.Queued(true), mHistory.Queued(false));
+    // Once started, the workers run until the process ends.
+    const bool started = mSwitchThreadStarted;
+    AppendFormat(out, "workers: %s, %d of 2 running; queued: switch-on %d, switch-off %d\n",
+                 started ? "started" : "not started", started ? 2 : 0, mHistory.Queued(true),
+                 mHistory.Queued(false));
     const RunningSwitch step = mHistory.Running();
     if (step.active) {
         AppendFormat(out, "running now: switch-%s seq %u, step %s, for %s\n",

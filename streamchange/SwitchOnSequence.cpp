@@ -101,13 +101,6 @@ Return<void> VirCameraChannelForStreamChange::DoSwitchOnVirtualCamera(const hidl
         auto session = std::make_shared<VirCamSession>();
         switched = true;
         for (const auto& step : kSteps) {
-            if (mWorkersStopping) {
-                // Process exit: the step that ran has settled what it opened;
-                // the rest is dropped with the process, as the destructor
-                // drops every remote without a call.
-                kStreamChangeLog.I("%s: process exiting, switch on abandoned", __func__);
-                return ::android::hardware::Void();
-            }
             phases.Enter(step.phase);
             if (!(this->*step.run)(seqNum, key, session)) {
                 kStreamChangeLog.E(step.failure, __func__);

@@ -58,7 +58,7 @@ using ChannelKey = std::pair<std::string, std::string>;
 //      waiter holds it except while it sleeps, a notifier for its whole call
 // Leaf locks, held briefly with no other lock of the library taken inside:
 // mSessionMutex, mModeMutex (the system property is set under it),
-// mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex, mWorkerLifeMutex.
+// mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex.
 // mSwitchCallbackMutex is a leaf too, but the remote switch results are sent
 // under it. mChannelOptMutex is the switch-on
 // worker's own: no other thread takes it, so it stands outside the order.
@@ -88,9 +88,8 @@ public:
 
     // Once, in CreateVirtualCameraStreamChange (thread-safe static init).
     VirCameraChannelForStreamChange();
-    // At process exit; waits for both workers to leave their loops, then
-    // takes each registry's mutex alone.
-    ~VirCameraChannelForStreamChange() override;
+    // Never runs: the one service lives until the process ends.
+    ~VirCameraChannelForStreamChange() override = default;
 
     // IVirCameraChannel, in slot order.
 
@@ -107,7 +106,7 @@ public:
                                                           const hidl_string& serviceId) override
         EXCLUDES(mChannelCallbackMutex, mDeathRecipientMutex);
     // Device management's binder thread; mSwitchCallbackMutex. The first
-    // call starts the two workers (mWorkerLifeMutex).
+    // call starts the two workers.
     Return<CameraStatus> registerCameraSwitchCallback(
         const sp<vircam::IVirCameraSwitchCallback>& callback) override
         EXCLUDES(mSwitchCallbackMutex);
@@ -247,21 +246,19 @@ private:
 
     // Intake and workers.
 
-    // The binder thread of the first switch-callback registration;
-    // mWorkerLifeMutex.
-    void StartSwitchThreads() EXCLUDES(mWorkerLifeMutex);
+    // The binder thread of the first switch-callback registration; no lock.
+    // The workers are detached and run until the process ends.
+    void StartSwitchThreads();
     // The switch-on worker's body: takes mChannelOptMutex for its whole life.
     void DoSwitchOnTask();
     // The switch-off worker's body.
     void DoSwitchOffTask();
     // A worker's loop: holds the queue mutex throughout (released only while
-    // waiting), mSwitchWorkMutex through each sequence, mWorkerLifeMutex on
-    // the way out. `queued` is guarded by `queueMutex`.
+    // waiting), mSwitchWorkMutex through each sequence; never returns.
+    // `queued` is guarded by `queueMutex`.
     void RunSwitchWorker(std::mutex& queueMutex, std::condition_variable& queueCond,
                          const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn)
-        EXCLUDES(queueMutex, mSwitchWorkMutex, mWorkerLifeMutex);
-    // The destructor's thread; each queue mutex alone, then mWorkerLifeMutex.
-    void StopSwitchThreads() EXCLUDES(mSwitchOnTaskMutex, mSwitchOffTaskMutex, mWorkerLifeMutex);
+        EXCLUDES(queueMutex, mSwitchWorkMutex);
     // Binder threads of switch commands; mSeqNumMutex.
     uint32_t NextSeqNum() EXCLUDES(mSeqNumMutex);
     // The switch-on worker (sequence locks held): mSwitchCallbackMutex,
@@ -493,12 +490,6 @@ private:
     // The switch-on worker holds mChannelOptMutex between waits; a wait on any
     // other thread (a stream reconfiguration) has nothing to release.
     std::atomic<std::thread::id> mChannelOptOwner{};
-    // Lets the destructor wake the workers and wait until both have left
-    // their loops: a condition variable must not be destroyed under a waiter.
-    std::mutex mWorkerLifeMutex;
-    std::condition_variable mWorkerLifeCond;
-    std::atomic<bool> mWorkersStopping{false};
-    int32_t mWorkersRunning GUARDED_BY(mWorkerLifeMutex) = 0;
 
     // For `lshal debug` (ChannelDebugDump.cpp), on the binder thread of the
     // call. Each Dump* method tries its own locks through the deadline, one
