@@ -42,13 +42,15 @@ android::hardware::hidl_vec<vircam::VirStream> PipelineStreams() {
     return streams;
 }
 
-SwitchHarness::SwitchHarness(bool withPipeline)
+SwitchHarness::SwitchHarness(bool withPipeline, bool withSwitchCallback)
     : service(CreateVirtualCameraStreamChange()),
       channel(service),
       translator(pelcamera::CVirtualSwitchCameraTranslator::GetInstance()),
       remote(AddRemote("devA", "cam1", 10)) {
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    if (withSwitchCallback) {
+        EXPECT_EQ(CameraStatus::OK,
+                  static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    }
     if (withPipeline) {
         translator->SetTransCallback(pipeline.proxy, 0);
         translator->BackupPhyConfigStreams(PipelineStreams());
