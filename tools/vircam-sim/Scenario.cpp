@@ -359,8 +359,8 @@ bool ReadExpectations(Reader& reader, const Json::Value& json, Expectations& exp
                              expect.unknownSessionCallsAtMost) &&
            (!json.isMember("dump") ||
             ReadLines(reader, json["dump"], "expect.dump", expect.dump)) &&
-           (expect.mode == "physical" || expect.mode == "virtual" || expect.mode == "any" ||
-            reader.Fail("expect.mode", "must be \"physical\", \"virtual\" or \"any\""));
+           (expect.mode == "physical" || expect.mode == "virtual" ||
+            reader.Fail("expect.mode", "must be \"physical\" or \"virtual\""));
 }
 
 }  // namespace

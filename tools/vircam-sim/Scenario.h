@@ -112,8 +112,6 @@ struct Step {
 struct Expectations {
     int64_t framesLost = 0;
     int64_t framesCorrupted = 0;
-    // "any" where the contract leaves the outcome to timing; the mode and the
-    // property must still agree with each other.
     std::string mode = "physical";
     std::string property = "0";
     std::optional<int64_t> framesRefusedAtLeast;

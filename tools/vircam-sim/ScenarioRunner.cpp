@@ -491,9 +491,8 @@ void ScenarioRunner::Finish() {
                mReport.property.c_str()));
 
     const Expectations& expect = mScenario.expect;
-    Expect(expect.mode == "any" || mReport.mode == expect.mode,
-           "final mode " + mReport.mode + ", expected " + expect.mode);
-    Expect(expect.property == "any" || mReport.property == expect.property,
+    Expect(mReport.mode == expect.mode, "final mode " + mReport.mode + ", expected " + expect.mode);
+    Expect(mReport.property == expect.property,
            "property \"" + mReport.property + "\", expected \"" + expect.property + "\"");
     Expect((mReport.mode == "virtual") == (mReport.property != "0"),
            "mode " + mReport.mode + " and property \"" + mReport.property + "\" disagree");
