@@ -57,6 +57,7 @@ Return<CameraStatus> VirCameraChannelForStreamChange::registerVirtualChannelCall
             ClearLinkToDeath(existing->second, key.first, key.second);
         }
         (*mChannelCallbackMap)[key] = channelCallback;
+        PublishCallbacksLocked();
     }
     SaveLinkToDeath(key, channelCallback);
     return CameraStatus::OK;
@@ -84,6 +85,7 @@ Return<CameraStatus> VirCameraChannelForStreamChange::unregisterVirtualChannelCa
     // logs that it found nothing to unlink.
     ClearLinkToDeath(it->second, key.first, key.second);
     mChannelCallbackMap->erase(it);
+    PublishCallbacksLocked();
     return CameraStatus::OK;
 }
 
@@ -125,6 +127,23 @@ sp<vircam::IVirCameraChannelCallback> VirCameraChannelForStreamChange::FindChann
     const ChannelKey& key) {
     auto it = mChannelCallbackMap->find(key);
     return it == mChannelCallbackMap->end() ? nullptr : it->second;
+}
+
+void VirCameraChannelForStreamChange::PublishCallbacksLocked() {
+    auto copy = std::make_shared<const ChannelCallbackMap>(*mChannelCallbackMap);
+    std::lock_guard<std::mutex> lock(mCallbackSnapshotMutex);
+    mCallbackSnapshot = std::move(copy);
+}
+
+sp<vircam::IVirCameraChannelCallback> VirCameraChannelForStreamChange::PublishedCallback(
+    const ChannelKey& key) {
+    std::shared_ptr<const ChannelCallbackMap> snapshot;
+    {
+        std::lock_guard<std::mutex> lock(mCallbackSnapshotMutex);
+        snapshot = mCallbackSnapshot;
+    }
+    auto it = snapshot->find(key);
+    return it == snapshot->end() ? nullptr : it->second;
 }
 
 sp<vircam::IVirCameraChannelCallback> VirCameraChannelForStreamChange::FindChannelCallbackOrLog(
@@ -198,6 +217,7 @@ void VirCameraChannelForStreamChange::DirectClearLinkToDeath(const std::string& 
     }
     std::lock_guard<std::mutex> lock(mChannelCallbackMutex);
     mChannelCallbackMap->erase(key);
+    PublishCallbacksLocked();
 }
 
 void VirCameraChannelForStreamChange::DirectClearMgtCb() {

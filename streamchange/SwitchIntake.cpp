@@ -225,6 +225,7 @@ bool VirCameraChannelForStreamChange::PrepareSwitchOn(uint32_t /*seqNum*/, const
     std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
     // The inserting lookup can leave an empty entry; every lookup treats it as missing.
     ClearChannelResource((*mChannelCallbackMap)[key], key.first, key.second);
+    PublishCallbacksLocked();
     EraseSession(key);
     return true;
 }

@@ -28,9 +28,11 @@ std::shared_ptr<VirCamSession> VirCameraChannelForStreamChange::FindRoute(const 
     return session;
 }
 
-// Finds the virtual camera's remote and calls it with the registry's lock
-// held across the call, which serialises these calls with each other and
-// with registrations.
+// Finds the virtual camera's remote in the published copy of the registry
+// and calls it holding no lock of the service: the pipeline's request thread
+// never waits for a switch step, which holds the registry through remote
+// calls and their 3 s waits. The pipeline itself sends one request or flush
+// at a time (g_requestMutex).
 template <typename Call>
 int32_t VirCameraChannelForStreamChange::CallRemote(const char* caller, int32_t virCamId,
                                                     const char* missingFormat, Call&& call) {
@@ -38,10 +40,10 @@ int32_t VirCameraChannelForStreamChange::CallRemote(const char* caller, int32_t 
     if (FindRoute(caller, virCamId, route) == nullptr) {
         return -1;
     }
-    std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
-    sp<vircam::IVirCameraChannelCallback> callback =
-        FindChannelCallbackOrLog(caller, missingFormat, route.key);
+    sp<vircam::IVirCameraChannelCallback> callback = PublishedCallback(route.key);
     if (callback == nullptr) {
+        kStreamChangeLog.E(missingFormat, caller, GetAnonyString(route.key.first).c_str(),
+                           GetAnonyString(route.key.second).c_str());
         return -1;
     }
     return call(*callback, route);
@@ -120,6 +122,7 @@ int32_t VirCameraChannelForStreamChange::Close(int32_t virCamId) {
     {
         std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
         mChannelCallbackMap->erase(route.key);
+        PublishCallbacksLocked();
     }
     UnBindCameraHal();
     return 0;

@@ -9,6 +9,7 @@ namespace pelcamera {
 VirCameraChannelForStreamChange::VirCameraChannelForStreamChange()
     : mChannelCallbackMap(std::make_shared<ChannelCallbackMap>()),
       mDeathRecipientMap(std::make_shared<DeathRecipientMap>()),
+      mCallbackSnapshot(std::make_shared<const ChannelCallbackMap>()),
       mVirCamSessionMap(std::make_shared<SessionMap>()),
       mSwitchOnTasks(std::make_shared<std::vector<SwitchTask>>()),
       mSwitchOffTasks(std::make_shared<std::vector<SwitchTask>>()) {

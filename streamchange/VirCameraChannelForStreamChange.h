@@ -58,7 +58,7 @@ using ChannelKey = std::pair<std::string, std::string>;
 //      waiter holds it except while it sleeps, a notifier for its whole call
 // Leaf locks, held briefly with no other lock of the library taken inside:
 // mSessionMutex, mModeMutex (the system property is set under it),
-// mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex.
+// mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex, mCallbackSnapshotMutex.
 // mSwitchCallbackMutex is a leaf too, but the remote switch results are sent
 // under it. mChannelOptMutex is the switch-on
 // worker's own: no other thread takes it, so it stands outside the order.
@@ -166,7 +166,8 @@ public:
 
     // The pipeline's binder thread, through the translator with
     // g_requestMutex (capture, flush) or g_metaMutex (metadata) held.
-    // mSessionMutex briefly, then mChannelCallbackMutex through the remote call.
+    // mSessionMutex and mCallbackSnapshotMutex briefly; the remote call holds
+    // no lock of the service.
     int32_t ProcessCaptureRequest(int32_t virCamId, const hidl_vec<vircam::VirImageBuffer>& buffers)
         EXCLUDES(mChannelCallbackMutex, mSessionMutex);
     int32_t ProcessMetaRequest(int32_t virCamId, const vircam::VirMetaRequest& request)
@@ -237,6 +238,13 @@ private:
     // missing.
     sp<vircam::IVirCameraChannelCallback> FindChannelCallbackLocked(const ChannelKey& key)
         REQUIRES(mChannelCallbackMutex);
+    // Whoever changed the registry, before releasing it: publishes a copy for
+    // the request path; takes mCallbackSnapshotMutex.
+    void PublishCallbacksLocked() REQUIRES(mChannelCallbackMutex) EXCLUDES(mCallbackSnapshotMutex);
+    // The pipeline's request path: the key's callback in the published copy
+    // (an empty entry counts as missing); mCallbackSnapshotMutex briefly.
+    sp<vircam::IVirCameraChannelCallback> PublishedCallback(const ChannelKey& key)
+        EXCLUDES(mCallbackSnapshotMutex);
     // The same, logging `format` (deviceid, serviceid) when there is none.
     // Same threads and lock.
     sp<vircam::IVirCameraChannelCallback> FindChannelCallbackOrLog(const char* caller,
@@ -436,6 +444,11 @@ private:
     // Their death recipients, under the same keys.
     std::mutex mDeathRecipientMutex;
     std::shared_ptr<DeathRecipientMap> mDeathRecipientMap PT_GUARDED_BY(mDeathRecipientMutex);
+    // What the request path reads instead of the registry: a copy of the
+    // callback map, replaced whole (never changed in place) by whoever
+    // changes the registry. A leaf lock.
+    std::mutex mCallbackSnapshotMutex;
+    std::shared_ptr<const ChannelCallbackMap> mCallbackSnapshot GUARDED_BY(mCallbackSnapshotMutex);
     // Device management's switch callback; the results are sent under it.
     std::mutex mSwitchCallbackMutex;
     sp<vircam::IVirCameraSwitchCallback> mSwitchCallback GUARDED_BY(mSwitchCallbackMutex);

@@ -26,6 +26,7 @@ constexpr uint32_t kPhysicalCameraTarget = static_cast<uint32_t>(-1);
 
 VIRCAM_NO_DESTROY std::mutex g_requestMutex;
 VIRCAM_NO_DESTROY std::mutex g_bufferMutex;
+VIRCAM_NO_DESTROY std::mutex g_bufferCacheMutex;
 VIRCAM_NO_DESTROY std::mutex g_metaMutex;
 VIRCAM_NO_DESTROY std::mutex g_flushStateMutex;
 VIRCAM_NO_DESTROY std::mutex g_callbackMutex;

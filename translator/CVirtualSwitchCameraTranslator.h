@@ -110,11 +110,14 @@ public:
 
     // Buffers and requests.
 
-    // The pipeline's binder thread; g_bufferMutex.
+    // The pipeline's binder thread; g_bufferMutex, g_bufferCacheMutex for the
+    // insert.
     int32_t RegisterBuffer(uint64_t streamId, uint64_t bufferId,
-                           const ::android::hardware::hidl_handle& buffer) EXCLUDES(g_bufferMutex);
+                           const ::android::hardware::hidl_handle& buffer)
+        EXCLUDES(g_bufferMutex, g_bufferCacheMutex);
     // The pipeline's binder thread; g_requestMutex through the channel's
-    // remote call (the channel registry inside it).
+    // remote call, g_bufferCacheMutex for the lookups. Waits for no other
+    // thread's remote call or timed wait.
     int32_t ProcessCaptureRequest(const VirImageBufferVec& request) EXCLUDES(g_requestMutex);
     // The pipeline's binder thread; g_metaMutex through the channel's remote call.
     int32_t ProcessMetaRequest(const VirMetaRequest& request) EXCLUDES(g_metaMutex);
@@ -125,16 +128,17 @@ public:
     void onTranslatorImageBufferDone(const VirImageResult& result, int32_t unused)
         EXCLUDES(g_callbackMutex);
     // The pipeline's binder thread: g_bufferMutex throughout, with
-    // g_configStreamMutex inside it briefly, then the channel service's Close.
+    // g_bufferCacheMutex and then g_configStreamMutex inside it briefly, then
+    // the channel service's Close.
     int32_t Close(int32_t cameraId, std::shared_ptr<HidlCallbackMgrTranslator>& callbackMgr)
-        EXCLUDES(g_bufferMutex, g_configStreamMutex);
+        EXCLUDES(g_bufferMutex, g_bufferCacheMutex, g_configStreamMutex);
 
     // State reads for diagnostics and tests: any thread, each under the one
     // lock of what it reads.
     VirCameraStatus GetCamStatus() const EXCLUDES(m_statusMutex);
-    size_t CachedBufferCount() const EXCLUDES(g_bufferMutex);
+    size_t CachedBufferCount() const EXCLUDES(g_bufferCacheMutex);
     const native_handle_t* CachedHandle(int32_t streamId, uint64_t bufferId) const
-        EXCLUDES(g_bufferMutex);
+        EXCLUDES(g_bufferCacheMutex);
 
 private:
     // The switch workers; m_statusMutex.
@@ -146,11 +150,11 @@ private:
     // No lock: the request is the caller's.
     static VirImageBufferVec BorrowingCopy(const VirImageBufferVec& request);
     // The pipeline's binder thread inside ProcessCaptureRequest; takes
-    // g_bufferMutex for the lookups alone. A registration or a Close racing
-    // the lookup would change the map under the search; a request sent
-    // during a Close now waits for it, which no pipeline does on purpose.
+    // g_bufferCacheMutex for the lookups alone, so that a registration or a
+    // Close never changes the map under the search and a Close waiting on a
+    // remote never holds the request up.
     void FillCachedHandles(VirImageBufferVec& request) REQUIRES(g_requestMutex)
-        EXCLUDES(g_bufferMutex);
+        EXCLUDES(g_bufferCacheMutex);
     // The pipeline's binder thread, inside g_requestMutex or g_metaMutex;
     // m_statusMutex.
     VirCameraChannelForStreamChange* VirtualChannel(const char* caller, VirCameraStatus& status)
@@ -162,7 +166,7 @@ private:
 
     // The pipeline's buffers by (stream id, buffer id).
     std::map<std::pair<int32_t, uint64_t>, std::shared_ptr<VirtualImageBuffer>> m_cachedBuffers
-        GUARDED_BY(g_bufferMutex);
+        GUARDED_BY(g_bufferCacheMutex);
     // The physical camera's streams, as the pipeline last configured them.
     VirStreamVec m_phyConfigStreams GUARDED_BY(g_configStreamMutex);
     // The status and the flush record are shared between the pipeline's
@@ -183,7 +187,7 @@ private:
 
 public:
     // For `lshal debug` (TranslatorDebugDump.cpp): the translator's state as
-    // text. A binder thread. g_callbackMutex, g_bufferMutex and
+    // text. A binder thread. g_callbackMutex, g_bufferCacheMutex and
     // g_flushStateMutex are only tried through `deadline`, one at a time;
     // the status and the stream snapshot take their leaf locks.
     std::string DumpState(const DumpDeadline& deadline) const;

@@ -82,14 +82,14 @@ void CVirtualSwitchCameraTranslator::DumpStreamsAndBuffers(std::string& out,
     }
     std::map<int32_t, size_t> perStream;
     {
-        if (!deadline.TryLock(g_bufferMutex)) {
+        if (!deadline.TryLock(g_bufferCacheMutex)) {
             VirCameraChannelForStreamChange* channel = LinkedChannel();
             AppendFormat(out, "cached buffers: %s\n",
                          channel != nullptr ? channel->BusyText().c_str()
                                             : "busy (held by a call in progress)");
             return;
         }
-        std::lock_guard<std::mutex> lock(g_bufferMutex, std::adopt_lock);
+        std::lock_guard<std::mutex> lock(g_bufferCacheMutex, std::adopt_lock);
         for (const auto& entry : m_cachedBuffers) {
             ++perStream[entry.first.first];
         }

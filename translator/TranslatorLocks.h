@@ -1,6 +1,7 @@
 // The translator's process-wide locks, one per concern. Where two are held:
-// g_requestMutex before g_flushStateMutex and before g_bufferMutex (a
-// capture request's cache lookup), g_bufferMutex before g_configStreamMutex;
+// g_requestMutex before g_flushStateMutex, g_bufferMutex before
+// g_configStreamMutex; g_bufferCacheMutex is a leaf, taken last and never
+// held across a call out;
 // g_callbackMutex is never taken with g_requestMutex held. Every one of them
 // comes before the channel service's registry and what follows it (see
 // VirCameraChannelForStreamChange.h), which the pipeline's calls reach
@@ -16,8 +17,12 @@ namespace pelcamera {
 
 // Capture requests and flushes, one at a time.
 extern std::mutex g_requestMutex;
-// The buffer cache; registrations and the close sequence.
-extern std::mutex g_bufferMutex ACQUIRED_AFTER(g_requestMutex);
+// Registrations and the close sequence, one at a time. Close holds it while
+// it waits for a reconfiguration's remote call and the remote's close.
+extern std::mutex g_bufferMutex;
+// The buffer cache's data alone: a capture request's lookup waits only for
+// another lookup or a registration's insert, never for a Close.
+extern std::mutex g_bufferCacheMutex ACQUIRED_AFTER(g_requestMutex, g_bufferMutex);
 // Metadata requests, one at a time (they may run during a flush).
 extern std::mutex g_metaMutex;
 // m_isFlushing.

@@ -10,7 +10,8 @@ namespace pelcamera {
 int32_t CVirtualSwitchCameraTranslator::RegisterBuffer(
     uint64_t streamId, uint64_t bufferId, const ::android::hardware::hidl_handle& buffer) {
     const native_handle_t* handle = buffer.getNativeHandle();
-    std::lock_guard<std::mutex> lock(g_bufferMutex);
+    std::lock_guard<std::mutex> registration(g_bufferMutex);
+    std::lock_guard<std::mutex> cache(g_bufferCacheMutex);
     VIRCAM_LOGI(kTranslatorLog,
                 "%s: register buffer, streamid: %lu, bufferid: %lu, buffer status: %d",
                 static_cast<unsigned long>(streamId), static_cast<unsigned long>(bufferId),
@@ -96,7 +97,7 @@ CVirtualSwitchCameraTranslator::VirImageBufferVec CVirtualSwitchCameraTranslator
 // Elements that already carry a handle, or whose buffer was never registered,
 // go on as they are. Cached handles are lent, never duplicated.
 void CVirtualSwitchCameraTranslator::FillCachedHandles(VirImageBufferVec& request) {
-    std::lock_guard<std::mutex> cache(g_bufferMutex);
+    std::lock_guard<std::mutex> cache(g_bufferCacheMutex);
     for (auto& element : request) {
         auto it = m_cachedBuffers.find(std::make_pair(element.streamId, element.bufferId));
         if (it == m_cachedBuffers.end() || element.buffer.getNativeHandle() != nullptr) {
@@ -169,7 +170,10 @@ int32_t CVirtualSwitchCameraTranslator::Close(
     int32_t /*cameraId*/, std::shared_ptr<HidlCallbackMgrTranslator>& /*callbackMgr*/) {
     VIRCAM_LOGI(kTranslatorLog, "%s: close enter.");
     std::lock_guard<std::mutex> lock(g_bufferMutex);
-    m_cachedBuffers.clear();
+    {
+        std::lock_guard<std::mutex> cache(g_bufferCacheMutex);
+        m_cachedBuffers.clear();
+    }
     {
         std::lock_guard<std::mutex> streams(g_configStreamMutex);
         m_phyConfigStreams = VirStreamVec();
@@ -191,13 +195,13 @@ int32_t CVirtualSwitchCameraTranslator::Close(
 }
 
 size_t CVirtualSwitchCameraTranslator::CachedBufferCount() const {
-    std::lock_guard<std::mutex> lock(g_bufferMutex);
+    std::lock_guard<std::mutex> lock(g_bufferCacheMutex);
     return m_cachedBuffers.size();
 }
 
 const native_handle_t* CVirtualSwitchCameraTranslator::CachedHandle(int32_t streamId,
                                                                     uint64_t bufferId) const {
-    std::lock_guard<std::mutex> lock(g_bufferMutex);
+    std::lock_guard<std::mutex> lock(g_bufferCacheMutex);
     auto it = m_cachedBuffers.find(std::make_pair(streamId, bufferId));
     return it == m_cachedBuffers.end() ? nullptr : it->second->handle;
 }

@@ -44,7 +44,7 @@ public:
     // g_requestMutex (translator).
     Return<CameraStatus> ProcessCaptureRequest(int32_t cameraId,
                                                const hidl_vec<VirImageBuffer>& buffers) override;
-    // g_bufferMutex (translator).
+    // g_bufferMutex, then g_bufferCacheMutex (translator).
     Return<CameraStatus> RegisterBuffer(int32_t cameraId, uint64_t streamId, uint64_t bufferId,
                                         const ::android::hardware::hidl_handle& buffer) override;
     // g_metaMutex (translator).

@@ -135,8 +135,7 @@ TEST(ProcessExitTest, ExitNeverWaitsForAPeerThatNeverReturns) {
     const ChildRun pipelineStuck = RunChild(
         [] {
             static SwitchHarness h(false);
-            static RemotePeer<StuckPipeline,
-                              vircam::HostProxyVirCameraTranslatorCallback> pipeline;
+            static RemotePeer<StuckPipeline, vircam::HostProxyVirCameraTranslatorCallback> pipeline;
             h.translator->SetTransCallback(pipeline.proxy, 0);
             h.translator->BackupPhyConfigStreams(PipelineStreams());
             h.SwitchOnAndWait("devA", "cam1");
@@ -178,14 +177,15 @@ TEST(ProcessExitTest, ExitWhileCallsKeepArrivingFreesNothingUnderThem) {
                 };
                 forever([](int i) {
                     const uint32_t id = 10 + static_cast<uint32_t>(i % 3);
-                    h.channel->notifyOpenControlSessionResult(
-                                   id, vircam::VirCamOptRet::OPT_CTRL_SESSION_OK)
+                    h.channel
+                        ->notifyOpenControlSessionResult(id,
+                                                         vircam::VirCamOptRet::OPT_CTRL_SESSION_OK)
                         .isOk();
-                    h.channel->notifyConfigStreamResult(id,
-                                                        vircam::VirCamOptRet::OPT_CONFIG_STREAM_OK)
+                    h.channel
+                        ->notifyConfigStreamResult(id, vircam::VirCamOptRet::OPT_CONFIG_STREAM_OK)
                         .isOk();
-                    h.channel->notifyOpenDataSessionResult(
-                                   id, vircam::VirCamOptRet::OPT_DATA_SESSION_OK)
+                    h.channel
+                        ->notifyOpenDataSessionResult(id, vircam::VirCamOptRet::OPT_DATA_SESSION_OK)
                         .isOk();
                 });
                 forever([](int) { h.channel->onVirImageBufferDone(11, AnImage()).isOk(); });

@@ -69,7 +69,7 @@ TEST(TranslatorDebugDumpTest, LocksHeldByCallsInProgressReadAsBusy) {
     android::sp<pelcamera::VirCameraChannelForTranslator> channel = CreateVirtualCameraTranslator();
     DebugOutput out;
     {
-        std::lock_guard<std::mutex> cache(pelcamera::g_bufferMutex);
+        std::lock_guard<std::mutex> cache(pelcamera::g_bufferCacheMutex);
         std::lock_guard<std::mutex> callbacks(pelcamera::g_callbackMutex);
         out = ReadDebug(*channel);
     }

@@ -182,5 +182,45 @@ TEST(TranslatorRequestTest, MetadataAndReconfigurationReachTheRemoteWhileVirtual
     EXPECT_EQ(-1, h.translator->ProcessMetaRequest(meta));
 }
 
+// The pipeline's request thread never waits on another thread's remote call
+// or timed wait: not behind a Close (holding the registration lock while it
+// waits for a reconfiguration), not behind the reconfiguration (waiting for
+// a silent remote), not behind a switch step (holding the channel registry
+// through its 3 s wait).
+TEST(TranslatorRequestTest, ACaptureRequestNeverWaitsForCloseReconfigurationOrASwitchStep) {
+    SwitchHarness h(true, false);  // no workers yet: both switch-ons queue
+    RemoteChannel& b = h.AddRemote("devB", "cam2", 500);
+    StepScript silent;
+    silent.mode = AnswerMode::kNever;
+    b.fake->Script(RemoteStep::kControlSession, silent);
+    NativeBuffer buffer;
+    h.translator->RegisterBuffer(0, 1, buffer.get());
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);  // runs first
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    ASSERT_TRUE(h.WaitForResults(1));
+    ASSERT_TRUE(WaitUntil([&] { return !b.fake->Calls().empty(); }));  // B's Step1 waits
+
+    h.remote.fake->Script(RemoteStep::kConfigStream, silent);
+    std::thread reconfiguration([&] { h.translator->BackupPhyConfigStreams(PipelineStreams()); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    std::shared_ptr<pelcamera::HidlCallbackMgrTranslator> noRegistry;
+    std::thread close([&] { h.translator->Close(0, noRegistry); });
+    ASSERT_TRUE(WaitUntil([&] { return h.translator->CachedBufferCount() == 0; }));
+
+    for (int frame = 1; frame <= 3; ++frame) {
+        const auto start = std::chrono::steady_clock::now();
+        pelcamera::CVirtualSwitchCameraTranslator::VirImageBufferVec request(1);
+        request[0] = Element(frame, 0, 1);
+        EXPECT_EQ(0, h.translator->ProcessCaptureRequest(request));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50))
+            << "frame " << frame;
+    }
+    EXPECT_EQ("processCaptureRequest 11", h.remote.fake->Calls().back());
+    reconfiguration.join();
+    close.join();
+}
+
 }  // namespace
 }  // namespace vircam_test
