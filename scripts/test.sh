@@ -26,7 +26,9 @@ export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 # Without the second stack of each lock-order edge, a deadlock suppression
 # (tests/support/SanitizerDefaults.cpp) matches only the frame that took the
 # lock, not every later edge from a lock that frame once took.
-export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=0}
+# atexit_sleep_ms=0: TSan otherwise sleeps a second at exit while other
+# threads live, which the exit tests would take for the library waiting.
+export TSAN_OPTIONS=${TSAN_OPTIONS:-halt_on_error=1:second_deadlock_stack=0:atexit_sleep_ms=0}
 
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVIRCAM_SANITIZE="$sanitize" \
     ${cross[@]+"${cross[@]}"} >/dev/null

@@ -14,6 +14,7 @@
 
 #include "support/DebugPipe.h"
 #include "support/SwitchHarness.h"
+#include "utils/NoDestructor.h"
 
 namespace vircam_test {
 namespace {
@@ -38,7 +39,9 @@ std::string ReadAll(int fd) {
 }
 
 // Runs `busy` in a child, which sets the library to work and returns once
-// it is; the child then calls exit(). The child is killed if it has not ended
+// it is; the child then calls exit(). What `busy` makes for the threads it
+// leaves running must outlive the exit too (NoDestructor), or the test
+// itself frees memory under them. The child is killed if it has not ended
 // within `limit` of that.
 ChildRun RunChild(const std::function<void()>& busy, std::chrono::seconds limit) {
     int ready[2];
@@ -119,12 +122,13 @@ vircam::VirImageResult AnImage() {
 TEST(ProcessExitTest, ExitNeverWaitsForAPeerThatNeverReturns) {
     const ChildRun remoteStuck = RunChild(
         [] {
-            static SwitchHarness h;
+            static pelcamera::NoDestructor<SwitchHarness> harness;
+            SwitchHarness& h = *harness;
             StepScript stuck;
             stuck.hangOnCall = true;
             h.remote.fake->Script(RemoteStep::kControlSession, stuck);
             h.SwitchOn("devA", "cam1");
-            if (!WaitUntil([] { return !h.remote.fake->Calls().empty(); })) {
+            if (!WaitUntil([&h] { return !h.remote.fake->Calls().empty(); })) {
                 _exit(4);
             }
         },
@@ -134,14 +138,17 @@ TEST(ProcessExitTest, ExitNeverWaitsForAPeerThatNeverReturns) {
 
     const ChildRun pipelineStuck = RunChild(
         [] {
-            static SwitchHarness h(false);
-            static RemotePeer<StuckPipeline, vircam::HostProxyVirCameraTranslatorCallback> pipeline;
+            static pelcamera::NoDestructor<SwitchHarness> harness(false);
+            static pelcamera::NoDestructor<
+                RemotePeer<StuckPipeline, vircam::HostProxyVirCameraTranslatorCallback>>
+                peer;
+            SwitchHarness& h = *harness;
+            auto& pipeline = *peer;
             h.translator->SetTransCallback(pipeline.proxy, 0);
             h.translator->BackupPhyConfigStreams(PipelineStreams());
             h.SwitchOnAndWait("devA", "cam1");
-            static std::thread image([] { h.channel->onVirImageBufferDone(11, AnImage()).isOk(); });
-            image.detach();
-            if (!WaitUntil([] { return pipeline.fake->entered.load(); })) {
+            std::thread([&h] { h.channel->onVirImageBufferDone(11, AnImage()).isOk(); }).detach();
+            if (!WaitUntil([&pipeline] { return pipeline.fake->entered.load(); })) {
                 _exit(4);
             }
         },
@@ -156,9 +163,11 @@ TEST(ProcessExitTest, ExitWhileCallsKeepArrivingFreesNothingUnderThem) {
     for (int round = 0; round < 20; ++round) {
         const ChildRun run = RunChild(
             [] {
-                static SwitchHarness h;
+                static pelcamera::NoDestructor<SwitchHarness> harness;
+                static SwitchHarness& h = *harness;
                 h.SwitchOnAndWait("devA", "cam1");
-                static std::vector<std::unique_ptr<RemoteChannel>> doomed;
+                static pelcamera::NoDestructor<std::vector<std::unique_ptr<RemoteChannel>>> dying;
+                static auto& doomed = *dying;
                 for (int i = 0; i < 8; ++i) {
                     doomed.push_back(std::make_unique<RemoteChannel>(100 * (i + 2)));
                     h.channel
