@@ -153,45 +153,137 @@ TEST_F(ChannelRegistryTest, RegistrationNeverCallsThePeer) {
               static_cast<CameraStatus>(channel->registerCameraSwitchCallback(nullptr)));
 }
 
-TEST(DeadPeerRegistrationTest, ADeadRemoteRegistersAndEverySwitchOnFailsInStepOne) {
+// A proxy whose link waits, once linked, until the runtime has delivered
+// every death notice it owes: the death of a peer that died unnoticed is then
+// handled before the library stores the recipient.
+class DeathFirstChannelProxy : public vircam::HostProxyVirCameraChannelCallback {
+public:
+    using HostProxyVirCameraChannelCallback::HostProxyVirCameraChannelCallback;
+    android::hardware::Return<bool> linkToDeath(
+        const android::sp<android::hardware::hidl_death_recipient>& recipient,
+        uint64_t cookie) override {
+        beforeLink();
+        android::hardware::Return<bool> linked =
+            HostProxyVirCameraChannelCallback::linkToDeath(recipient, cookie);
+        android::hardware::waitForDeathNotifications();
+        return linked;
+    }
+    std::function<void()> beforeLink = [] {};
+};
+
+// On a device a remote whose process died before anyone here linked to it
+// still links, and its death is reported at once: the registration succeeds
+// and its own death handling then removes it, queues a switch-off for the
+// pair and forgets the switch callback. Handled before SaveLinkToDeath stores
+// the recipient, the death leaves that recipient behind with no callback; it
+// holds nothing of the channel service any more and goes with the next
+// registration of the pair. A later switch-on of the pair finds no callback.
+TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce) {
     LogCapture log;
     SwitchHarness h;
     RemoteChannel dead;
+    android::sp<DeathFirstChannelProxy> proxy = new DeathFirstChannelProxy(dead.fake, dead.process);
     dead.process->kill();
     ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
-                                    "devB", "W_cam2", dead.proxy)));
-    EXPECT_TRUE(h.Registered("devB", "cam2"));
-    EXPECT_FALSE(log.Has("VirCam_StreamChange", "cast register IVirCameraChannelCallback failed"));
+                                    "devB", "W_cam2", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange",
+                        "serviceDied: transport channel callback service died"));
+    EXPECT_FALSE(h.Registered("devB", "cam2"));
+    EXPECT_TRUE(h.service->HasDeathRecipient({"devB", "cam2"}));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The death's switch-off is refused: the pair was never switched on.
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Has("VirCam_StreamChange", "switchOffVirtualCamera") &&
+               h.service->GetCameraMode() == pelcamera::PHYSICAL;
+    }));
 
-    for (size_t attempt = 1; attempt <= 2; ++attempt) {
-        const auto reply = h.SwitchOn("devB", "cam2");
-        ASSERT_EQ(CameraStatus::OK, reply.status) << attempt;
-        ASSERT_TRUE(h.WaitForResults(attempt));
-        const SwitchResult result = h.devMgt.fake->Results().back();
-        EXPECT_EQ(reply.seqNum, result.seqNum);
-        EXPECT_EQ(1, result.code) << attempt;
-        ASSERT_TRUE(WaitUntil(
-            [&] { return log.Count("VirCam_StreamChange", "set to physical mode") == attempt; }));
-        EXPECT_FALSE(h.HasSession("devB", "cam2"));
-        EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
-        EXPECT_EQ("0", VirCamProperty());
-    }
-    EXPECT_EQ(2u, log.Count("VirCam_StreamChange", "open control session failed, deviceid: d**B"));
+    // The notice has reached this process now: a second link to the dead peer
+    // fails and nothing more is delivered, so this registration stays.
+    log.Clear();
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devB", "W_cam2", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_TRUE(h.Registered("devB", "cam2"));
+    EXPECT_TRUE(log.Has("VirCam_StreamChange", "the vircam lnk2death registerd, clear and register"));
+    EXPECT_FALSE(log.Has("VirCam_StreamChange", "transport channel callback service died"));
+
+    // Device management registers again; the dead remote then fails Step1.
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    const size_t before = h.devMgt.fake->Results().size();
+    const auto reply = h.SwitchOn("devB", "cam2");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(h.WaitForResults(before + 1));
+    EXPECT_EQ(reply.seqNum, h.devMgt.fake->Results().back().seqNum);
+    EXPECT_EQ(1, h.devMgt.fake->Results().back().code);
+    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    EXPECT_FALSE(h.HasSession("devB", "cam2"));
 }
 
-TEST(DeadPeerRegistrationTest, ADeadPipelineCallbackRegisters) {
-    android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
-        CreateVirtualCameraTranslator();
+// The peer dies between the cast and the link, the death being handled
+// while the registering thread still runs: whichever comes first, nothing
+// crashes, no registry lock is held across the death, and the pair ends
+// unregistered with the switch callback forgotten.
+TEST(DeadPeerRegistrationTest, ARemoteDyingBetweenCastAndLinkIsHandledOnce) {
+    LogCapture log;
+    SwitchHarness h;
+    RemoteChannel remote;
+    android::sp<DeathFirstChannelProxy> proxy =
+        new DeathFirstChannelProxy(remote.fake, remote.process);
+    proxy->beforeLink = [&] { remote.process->kill(); };
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devC", "W_cam3", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_EQ(1u, log.Count("VirCam_StreamChange", "transport channel callback service died"));
+    EXPECT_FALSE(h.Registered("devC", "cam3"));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The registry is free: another remote registers at once.
+    RemoteChannel other;
+    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devD", "W_cam4", other.proxy)));
+    EXPECT_TRUE(h.Registered("devD", "cam4"));
+}
+
+class DeathFirstTranslatorProxy : public vircam::HostProxyVirCameraTranslatorCallback {
+public:
+    using HostProxyVirCameraTranslatorCallback::HostProxyVirCameraTranslatorCallback;
+    android::hardware::Return<bool> linkToDeath(
+        const android::sp<android::hardware::hidl_death_recipient>& recipient,
+        uint64_t cookie) override {
+        android::hardware::Return<bool> linked =
+            HostProxyVirCameraTranslatorCallback::linkToDeath(recipient, cookie);
+        android::hardware::waitForDeathNotifications();
+        return linked;
+    }
+};
+
+// The same for a pipeline callback: a pipeline that died unnoticed registers,
+// and the death reported at once unregisters its camera before the
+// registry stores the recipient. The recipient stays with no callback; having
+// reported its death it no longer holds the translator channel, which goes
+// when the host drops it.
+TEST(DeadPeerRegistrationTest, APipelineThatDiedUnnoticedRegistersAndIsUnregisteredAtOnce) {
+    LogCapture log;
     RemoteTranslatorCallback pipeline;
+    android::sp<DeathFirstTranslatorProxy> proxy =
+        new DeathFirstTranslatorProxy(pipeline.fake, pipeline.process);
     pipeline.process->kill();
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(
-                  translatorChannel->RegisterCameraTranslatorCallback(0, pipeline.proxy)));
-    EXPECT_TRUE(
-        pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
-    // Its death recipient holds the channel: unregistering ends that cycle.
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(translatorChannel->UnregisterCameraTranslatorCallback(0)));
+    {
+        android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
+            CreateVirtualCameraTranslator();
+        EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
+                                        translatorChannel->RegisterCameraTranslatorCallback(0, proxy)));
+        android::hardware::waitForDeathNotifications();
+        EXPECT_FALSE(
+            pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
+        EXPECT_EQ(1u, log.Count("VirCam_CTranslator",
+                                "UnregisterCameraTranslatorCallback caminfo is 0"));
+        const pelcamera::HidlCallbackMgrTranslator::Key key{"W_Translator", "CameraHal_0"};
+        EXPECT_FALSE(translatorChannel->CallbackMgr()->HasCallback(key));
+        EXPECT_TRUE(translatorChannel->CallbackMgr()->HasDeathRecipient(key));
+    }
+    EXPECT_TRUE(log.Has("VirCam_CTranslator", "VirCameraChannelForTranslator deconstruct"));
 }
 
 TEST_F(ChannelRegistryTest, OnlyTheFirstSwitchCallbackStartsTheWorkers) {
