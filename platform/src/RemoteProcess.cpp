@@ -402,5 +402,9 @@ bool onDeathNotificationThread() {
     return DeathNotifier::instance().onThread();
 }
 
+size_t deathNotificationThreads() {
+    return DeathNotifier::kThreads;
+}
+
 }  // namespace hardware
 }  // namespace android

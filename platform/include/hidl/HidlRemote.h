@@ -126,6 +126,7 @@ void waitForDeathNotifications();
 
 // Whether the calling thread is one of the runtime's death-notification threads.
 bool onDeathNotificationThread();
+size_t deathNotificationThreads();
 
 namespace details {
 
