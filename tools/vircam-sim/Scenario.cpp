@@ -212,12 +212,18 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
     static const std::vector<std::pair<const char*, Action>> kActions{
         {"switchOn", Action::kSwitchOn}, {"switchOff", Action::kSwitchOff},
         {"stream", Action::kStream},     {"wait", Action::kWait},
-        {"kill", Action::kKill},         {"awaitSwitchOff", Action::kAwaitSwitchOff}};
+        {"kill", Action::kKill},         {"awaitSwitchOff", Action::kAwaitSwitchOff},
+        {"register", Action::kRegister}, {"withdraw", Action::kWithdraw}};
     if (!reader.Keys(json, at,
-                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "expect",
-                      "refused"})) {
+                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "register",
+                      "withdraw", "inMs", "expect", "refused"})) {
         return false;
     }
+    double inMs = 0;
+    if (!reader.Number(json, "inMs", at, inMs, 0, 60000)) {
+        return false;
+    }
+    step.inMs = static_cast<int>(inMs);
     int actions = 0;
     for (const auto& [name, action] : kActions) {
         if (!json.isMember(name)) {
@@ -244,7 +250,7 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
     if (actions != 1) {
         return reader.Fail(at,
                            "needs exactly one of switchOn, switchOff, stream, wait, kill, "
-                           "awaitSwitchOff");
+                           "awaitSwitchOff, register, withdraw");
     }
     if (json.isMember("refused") && !json["refused"].isBool()) {
         return reader.Fail(at + ".refused", "must be true or false");

@@ -55,12 +55,22 @@ struct RemoteConfig {
     Fault fault;
 };
 
-enum class Action { kSwitchOn, kSwitchOff, kStream, kWait, kKill, kAwaitSwitchOff };
+enum class Action {
+    kSwitchOn,
+    kSwitchOff,
+    kStream,
+    kWait,
+    kKill,
+    kAwaitSwitchOff,
+    kRegister,
+    kWithdraw
+};
 
 struct Step {
     Action action = Action::kWait;
-    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff
+    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff, register, withdraw
     double seconds = 0;  // stream, wait
+    int inMs = 0;        // register, withdraw: from the remote's thread, this much later
     // The switch result the step must see. kAwaitSwitchOff waits for the
     // switch-off that a remote's death sets off; its result may be missing,
     // as the death also makes the library forget the switch callback.

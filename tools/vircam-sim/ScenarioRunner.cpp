@@ -136,6 +136,14 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
         case Action::kAwaitSwitchOff:
             AwaitSwitchOff(where, step);
             break;
+        case Action::kRegister:
+            mRemotes.at(step.remote).device->RegisterIn(step.inMs);
+            mRemotes.at(step.remote).registered = true;
+            break;
+        case Action::kWithdraw:
+            mRemotes.at(step.remote).device->WithdrawIn(step.inMs);
+            mRemotes.at(step.remote).registered = false;
+            break;
     }
     HandleDeaths();
 }

@@ -17,7 +17,7 @@ std::string SwitchKey(uint32_t seqNum) {
 }  // namespace
 
 SimDevMgt::SimDevMgt(const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder)
-    : mService(service),
+    : mService(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
       mProxy(new vircam::HostProxyVirCameraSwitchCallback(this, mProcess)) {}
@@ -27,6 +27,7 @@ void SimDevMgt::Shutdown() {
 }
 
 void SimDevMgt::RegisterCallback() {
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
     const auto status = mService->registerCameraSwitchCallback(mProxy);
     Say(Printf("registerCameraSwitchCallback -> %s",
                status.isOk() ? StatusName(status) : status.description().c_str()));
@@ -40,6 +41,7 @@ void SimDevMgt::Start(const std::string& physicalCameraId) {
     message["notifyMsgData"] = info;
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
     mService->notify(0, Json::writeString(builder, message)).isOk();
     Say("notify 101: the physical camera is \"" + physicalCameraId + "\"");
 }
@@ -69,6 +71,9 @@ SwitchCommand SimDevMgt::Command(bool on, const RemoteConfig& remote) {
             Printf("switch-%s %s (seq %u)", on ? "on" : "off", remote.name.c_str(), seqNum),
             command.atUs);
     };
+    // A refusal's result comes back into devmgt while it waits for the answer,
+    // and runs on this thread.
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
     auto ret = on ? mService->switchOnVirtualCamera(remote.deviceId, remote.serviceId, answer)
                   : mService->switchOffVirtualCamera(remote.deviceId, remote.serviceId, answer);
     if (!ret.isOk()) {

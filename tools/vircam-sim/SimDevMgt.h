@@ -3,6 +3,7 @@
 // with its sequence number.
 #pragma once
 
+#include <hostproxy/HostProxyVirCameraChannel.h>
 #include <hostproxy/HostProxyVirCameraSwitchCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
