@@ -161,7 +161,8 @@ struct RemoteProcess::Pool : std::enable_shared_from_this<Pool> {
         while (!stopped) {
             if (queue.empty()) {
                 ++idle;
-                const bool woken = wake.wait_for(guard, kIdle, [&] { return stopped || !queue.empty(); });
+                const bool woken =
+                    wake.wait_for(guard, kIdle, [&] { return stopped || !queue.empty(); });
                 --idle;
                 if (!woken || stopped) {
                     break;

@@ -255,10 +255,9 @@ TEST(CallArgumentsTest, TheCalleeGetsCopiesThatDieWithTheCall) {
     hidl_vec<vircam::VirImageBuffer> request(1);
     request[0].buffer = buffer.get();  // lent, not owned, as the buffer cache lends it
     uint32_t processed = 0;
-    ASSERT_TRUE(proxy
-                    ->processCaptureRequest(
-                        7, request, [&](CameraStatus, uint32_t n) { processed = n; })
-                    .isOk());
+    ASSERT_TRUE(
+        proxy->processCaptureRequest(7, request, [&](CameraStatus, uint32_t n) { processed = n; })
+            .isOk());
     EXPECT_EQ(1u, processed);
     EXPECT_NE(buffer.get(), remote->handleSeen);
     EXPECT_NE(buffer.get()->data[0], remote->fdSeen);
@@ -275,8 +274,10 @@ TEST(CallArgumentsTest, TheCalleeGetsCopiesThatDieWithTheCall) {
 // process's pool, and a _cb's results only inside the callback.
 class EchoChannel : public vircam::IVirCameraChannel {
 public:
-#define UNUSED_STATUS(...) \
-    Return<CameraStatus> __VA_ARGS__ override { return CameraStatus::OK; }
+#define UNUSED_STATUS(...)                      \
+    Return<CameraStatus> __VA_ARGS__ override { \
+        return CameraStatus::OK;                \
+    }
     UNUSED_STATUS(registerVirtualChannelCallback(const hidl_string&, const hidl_string&,
                                                  const sp<vircam::IVirCameraChannelCallback>&))
     UNUSED_STATUS(unregisterVirtualChannelCallback(const hidl_string&, const hidl_string&))
@@ -345,8 +346,8 @@ TEST(CallArgumentsTest, ThisProcessesServiceServesPeersOnItsPoolWithCopies) {
     EXPECT_EQ("101", first);
     EXPECT_NE(service->idsGiven, idsSeen);
     uint32_t seq = 0;
-    ASSERT_TRUE(proxy->switchOffVirtualCamera("d", "s", [&](CameraStatus, uint32_t s) { seq = s; })
-                    .isOk());
+    ASSERT_TRUE(
+        proxy->switchOffVirtualCamera("d", "s", [&](CameraStatus, uint32_t s) { seq = s; }).isOk());
     EXPECT_EQ(3u, seq);
 }
 
@@ -370,7 +371,8 @@ TEST(BinderPoolTest, CallsBeyondThePoolsBoundWaitForAFreeThread) {
     };
     std::vector<std::thread> callers;
     for (uint32_t i = 0; i < 5; ++i) {
-        callers.emplace_back([&, i] { EXPECT_TRUE(peer.proxy->notifySwitchOnResult(i, 0).isOk()); });
+        callers.emplace_back(
+            [&, i] { EXPECT_TRUE(peer.proxy->notifySwitchOnResult(i, 0).isOk()); });
     }
     for (auto& caller : callers) {
         caller.join();

@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
 
 #include "support/LogCapture.h"
+#include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
 #include "translator/VirCameraChannelForTranslator.h"
 
@@ -205,7 +207,8 @@ TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce)
                                     "devB", "W_cam2", proxy)));
     android::hardware::waitForDeathNotifications();
     EXPECT_TRUE(h.Registered("devB", "cam2"));
-    EXPECT_TRUE(log.Has("VirCam_StreamChange", "the vircam lnk2death registerd, clear and register"));
+    EXPECT_TRUE(
+        log.Has("VirCam_StreamChange", "the vircam lnk2death registerd, clear and register"));
     EXPECT_FALSE(log.Has("VirCam_StreamChange", "transport channel callback service died"));
 
     // Device management registers again; the dead remote then fails Step1.
@@ -272,13 +275,14 @@ TEST(DeadPeerRegistrationTest, APipelineThatDiedUnnoticedRegistersAndIsUnregiste
     {
         android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
             CreateVirtualCameraTranslator();
-        EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(
-                                        translatorChannel->RegisterCameraTranslatorCallback(0, proxy)));
+        EXPECT_EQ(CameraStatus::OK,
+                  static_cast<CameraStatus>(
+                      translatorChannel->RegisterCameraTranslatorCallback(0, proxy)));
         android::hardware::waitForDeathNotifications();
         EXPECT_FALSE(
             pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
-        EXPECT_EQ(1u, log.Count("VirCam_CTranslator",
-                                "UnregisterCameraTranslatorCallback caminfo is 0"));
+        EXPECT_EQ(
+            1u, log.Count("VirCam_CTranslator", "UnregisterCameraTranslatorCallback caminfo is 0"));
         const pelcamera::HidlCallbackMgrTranslator::Key key{"W_Translator", "CameraHal_0"};
         EXPECT_FALSE(translatorChannel->CallbackMgr()->HasCallback(key));
         EXPECT_TRUE(translatorChannel->CallbackMgr()->HasDeathRecipient(key));
@@ -435,6 +439,81 @@ TEST(RemoteDeathTest, ARemoteDyingWhileStepTwoWaitsForStreamsGetsTheStepsResult)
     EXPECT_FALSE(h.HasSession("devA", "cam1"));
     EXPECT_FALSE(h.Registered("devA", "cam1"));
     EXPECT_FALSE(h.service->HasSwitchCallback());
+}
+
+// Several remotes and a pipeline callback die at the same moment while a
+// switch-on runs and images flow: on a device their notices are handled on
+// several binder threads at once, each taking the registries and queueing a
+// switch-off. Each death is handled once, no handler waits for another
+// forever, and what they leave is what each would leave alone.
+TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
+    LogCapture log;
+    SwitchHarness h;
+    StepScript late;
+    late.mode = AnswerMode::kLate;
+    late.delay = std::chrono::milliseconds(150);
+    for (RemoteStep step :
+         {RemoteStep::kControlSession, RemoteStep::kConfigStream, RemoteStep::kDataSession}) {
+        h.remote.fake->Script(step, late);
+    }
+    std::vector<RemoteChannel*> dying;
+    for (const char* id : {"cam2", "cam3", "cam4"}) {
+        dying.push_back(&h.AddRemote("devB", id, 100));
+    }
+    RemoteTranslatorCallback pipeline;
+    android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
+        CreateVirtualCameraTranslator();
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(
+                  translatorChannel->RegisterCameraTranslatorCallback(1, pipeline.proxy)));
+
+    // Images from a remote arrive all along, each crossing into the library.
+    std::atomic<bool> flowing{true};
+    std::atomic<int> sent{0};
+    std::thread images([&] {
+        vircam::VirImageResult image{};
+        NativeBuffer fence;
+        image.releaseFence = fence.get();
+        while (flowing) {
+            image.frameNumber = static_cast<uint32_t>(sent.load());
+            EXPECT_TRUE(h.channel->onVirImageBufferDone(0, image).isOk());
+            ++sent;
+        }
+    });
+    ASSERT_TRUE(pipeline.fake->WaitForFrames(5, std::chrono::seconds(5)));
+
+    const auto reply = h.SwitchOn("devA", "cam1");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(WaitUntil([&] { return log.Has("VirCam_StreamChange", "[Step1]"); }));
+    for (RemoteChannel* remote : dying) {
+        remote->process->kill();
+    }
+    pipeline.process->kill();
+    android::hardware::waitForDeathNotifications();
+
+    EXPECT_EQ(3u, log.Count("VirCam_StreamChange", "transport channel callback service died"));
+    EXPECT_EQ(1u,
+              log.Count("VirCam_TransaltorCBMgr", "transport translator callback service died"));
+    for (const char* id : {"cam2", "cam3", "cam4"}) {
+        EXPECT_FALSE(h.Registered("devB", id)) << id;
+        EXPECT_FALSE(h.service->HasDeathRecipient({"devB", id})) << id;
+    }
+    const pelcamera::HidlCallbackMgrTranslator::Key key{"W_Translator", "CameraHal_1"};
+    EXPECT_FALSE(translatorChannel->CallbackMgr()->HasCallback(key));
+    EXPECT_FALSE(translatorChannel->CallbackMgr()->HasDeathRecipient(key));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The remote being switched to was not among the dead: its switch-on ends,
+    // though no one hears its result, and the three switch-offs are refused.
+    ASSERT_TRUE(h.WaitForMode(pelcamera::VIRTUAL));
+    EXPECT_TRUE(h.Registered("devA", "cam1"));
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Count("VirCam_StreamChange", "transport channel died, switch back") == 3 &&
+               h.service->GetCameraMode() == pelcamera::VIRTUAL;
+    }));
+    flowing = false;
+    images.join();
+    EXPECT_GT(sent.load(), 5);
+    EXPECT_TRUE(h.pipeline.fake->WaitForFrames(1, std::chrono::seconds(1)));
 }
 
 }  // namespace

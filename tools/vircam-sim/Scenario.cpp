@@ -215,8 +215,8 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         {"kill", Action::kKill},         {"awaitSwitchOff", Action::kAwaitSwitchOff},
         {"register", Action::kRegister}, {"withdraw", Action::kWithdraw}};
     if (!reader.Keys(json, at,
-                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "register",
-                      "withdraw", "inMs", "expect", "refused"})) {
+                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff",
+                      "register", "withdraw", "inMs", "expect", "refused"})) {
         return false;
     }
     double inMs = 0;

@@ -70,8 +70,9 @@ bool SimRemote::FaultAt(Stage stage, FaultKind kind) const {
 // free binder thread of the camera HAL's process.
 std::string SimRemote::Took(int64_t startUs) {
     const int64_t tookUs = NowUs() - startUs;
-    return tookUs < kSlowCallUs ? std::string()
-                                : Printf(" (answered after %.3f s)", static_cast<double>(tookUs) / 1e6);
+    return tookUs < kSlowCallUs
+               ? std::string()
+               : Printf(" (answered after %.3f s)", static_cast<double>(tookUs) / 1e6);
 }
 
 void SimRemote::Register() {

@@ -226,8 +226,7 @@ public:
     // lshal reaches a service from its own process: the service writes to a
     // duplicate of the descriptor, closed when the call returns.
     Return<void> debug(const hidl_handle& fd, const hidl_vec<hidl_string>& options) override {
-        return transactAcross("debug",
-                              [&] { return mImpl->debug(copyOf(fd), copyOf(options)); });
+        return transactAcross("debug", [&] { return mImpl->debug(copyOf(fd), copyOf(options)); });
     }
 
 protected:

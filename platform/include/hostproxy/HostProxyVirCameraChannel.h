@@ -102,8 +102,7 @@ public:
     }
 
 private:
-    using SwitchMethod = Return<void> (IVirCameraChannel::*)(const hidl_string&,
-                                                             const hidl_string&,
+    using SwitchMethod = Return<void> (IVirCameraChannel::*)(const hidl_string&, const hidl_string&,
                                                              switchOnVirtualCamera_cb);
     Return<void> switchCamera(const char* method, SwitchMethod run, const hidl_string& deviceId,
                               const hidl_string& serviceId, const switchOnVirtualCamera_cb& cb) {

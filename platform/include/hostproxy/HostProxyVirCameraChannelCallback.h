@@ -28,15 +28,14 @@ public:
     // after the callee has returned and only for the callback's duration.
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override {
-        return openSession(__func__, &IVirCameraChannelCallback::openControlSession, deviceId,
-                           name, cb);
+        return openSession(__func__, &IVirCameraChannelCallback::openControlSession, deviceId, name,
+                           cb);
     }
     Return<CameraStatus> closeControlSession(uint32_t id) override {
         return transactAcross(__func__, [&] { return mImpl->closeControlSession(id); });
     }
     Return<CameraStatus> configStream(uint32_t id, const hidl_vec<VirStream>& streams) override {
-        return transactAcross(__func__,
-                              [&] { return mImpl->configStream(id, copyOf(streams)); });
+        return transactAcross(__func__, [&] { return mImpl->configStream(id, copyOf(streams)); });
     }
     Return<void> openDataSession(const hidl_string& deviceId, const hidl_string& name,
                                  openDataSession_cb cb) override {
@@ -75,9 +74,8 @@ private:
     Return<void> openSession(const char* method, OpenMethod open, const hidl_string& deviceId,
                              const hidl_string& name, const openControlSession_cb& cb) {
         ReplyOf<CameraStatus, uint32_t> reply;
-        Return<void> ret = transactAcross(method, [&] {
-            return ((*mImpl).*open)(copyOf(deviceId), copyOf(name), reply.sink());
-        });
+        Return<void> ret = transactAcross(
+            method, [&] { return ((*mImpl).*open)(copyOf(deviceId), copyOf(name), reply.sink()); });
         if (ret.isOk()) {
             reply.deliver(cb);
         }
