@@ -14,10 +14,13 @@ source scripts/install-missing.sh
 install_missing analyze "${packages[@]}"
 
 dir=build-analyze
-flags="-stdlib=libc++ -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety"
+# -Wexit-time-destructors: nothing of the library may be destroyed at exit,
+# where binder threads and the workers still use it. With libc++, as on the
+# device, where even a std::mutex has a destructor.
+flags="-stdlib=libc++ -D_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS -Wthread-safety -Wexit-time-destructors"
 cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=clang++-14 \
     -DCMAKE_CXX_FLAGS="$flags" -DVIRCAM_SANITIZE= >/dev/null
 # vircam_core is an object library: utils/, streamchange/ and translator/,
 # compiled and never linked.
 cmake --build "$dir" --target vircam_core -- -k 0
-echo "analyze: no thread-safety finding in utils/, streamchange/, translator/"
+echo "analyze: no thread-safety finding and no exit-time destructor in utils/, streamchange/, translator/"

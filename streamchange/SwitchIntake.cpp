@@ -76,32 +76,8 @@ Return<void> VirCameraChannelForStreamChange::switchOffVirtualCamera(
 // registration and ends the process: without its workers the service could
 // never switch, and there is no status that says so.
 void VirCameraChannelForStreamChange::StartSwitchThreads() {
-    {
-        std::lock_guard<std::mutex> lock(mWorkerLifeMutex);
-        mWorkersRunning = 2;
-    }
     std::thread([this] { DoSwitchOnTask(); }).detach();
     std::thread([this] { DoSwitchOffTask(); }).detach();
-}
-
-// The workers live as long as the process; the service is destroyed only at
-// exit, and glibc's pthread_cond_destroy blocks while a thread still waits on
-// the condition variable, so the destructor lets them leave first. A running
-// switch-on stops after the step it is in (a step can wait seconds on a
-// remote); a switch-off is one step; the tasks still queued are dropped.
-void VirCameraChannelForStreamChange::StopSwitchThreads() {
-    mWorkersStopping = true;
-    for (auto* queue : {&mSwitchOnTaskMutex, &mSwitchOffTaskMutex}) {
-        std::lock_guard<std::mutex> lock(*queue);
-    }
-    mSwitchOnTaskCond.notify_all();
-    mSwitchOffTaskCond.notify_all();
-    std::unique_lock<std::mutex> lock(mWorkerLifeMutex);
-    android::base::ScopedLockAssertion held(mWorkerLifeMutex);
-    mWorkerLifeCond.wait(lock, [this] {
-        android::base::ScopedLockAssertion heldInWait(mWorkerLifeMutex);
-        return mWorkersRunning == 0;
-    });
 }
 
 void VirCameraChannelForStreamChange::DoSwitchOnTask() {
@@ -110,7 +86,6 @@ void VirCameraChannelForStreamChange::DoSwitchOnTask() {
     std::unique_lock<std::mutex> channelOpt(mChannelOptMutex);
     mChannelOptOwner = std::this_thread::get_id();
     RunSwitchWorker(mSwitchOnTaskMutex, mSwitchOnTaskCond, mSwitchOnTasks, true);
-    mChannelOptOwner = std::thread::id();
 }
 
 void VirCameraChannelForStreamChange::DoSwitchOffTask() {
@@ -119,14 +94,17 @@ void VirCameraChannelForStreamChange::DoSwitchOffTask() {
 }
 
 // Tasks are worked newest first. The queue mutex is held through a whole
-// sequence, so a command accepted meanwhile waits in the intake.
+// sequence, so a command accepted meanwhile waits in the intake. A worker
+// never returns and is never stopped: the service lives until the process
+// ends, and exit takes the workers with it wherever they are, even inside a
+// remote call that never returns.
 void VirCameraChannelForStreamChange::RunSwitchWorker(
     std::mutex& queueMutex, std::condition_variable& queueCond,
     const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn) {
     const char* const name = switchOn ? "DoSwitchOnTask" : "DoSwitchOffTask";
     std::unique_lock<std::mutex> queue(queueMutex);
     std::vector<SwitchTask>& tasks = *queued;
-    while (!mWorkersStopping) {
+    while (true) {
         if (tasks.empty()) {
             kStreamChangeLog.I(switchOn ? "%s: NO switch on task now, wait on ..."
                                         : "%s: NO switch off task now, wait on ...",
@@ -135,10 +113,7 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(
             queueCond.wait(queue);  // NOLINT(bugprone-spuriously-wake-up-functions)
             continue;
         }
-        // At exit only the task already running is finished: each can take
-        // seconds (indefinitely with a remote that never answers a call), so
-        // the ones still queued are dropped.
-        while (!tasks.empty() && !mWorkersStopping) {
+        while (!tasks.empty()) {
             const SwitchTask task = tasks.back();
             kStreamChangeLog.I(
                 switchOn ? "%s: start switch on, deviceid: %s, serviceid: %s, seqNum: %s"
@@ -146,10 +121,6 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(
                 name, GetAnonyString(task.deviceId).c_str(), GetAnonyString(task.serviceId).c_str(),
                 GetAnonyUInt32(task.seqNum).c_str());
             std::lock_guard<std::mutex> work(mSwitchWorkMutex);
-            if (mWorkersStopping) {
-                // Exit began while the other worker ran its sequence.
-                break;
-            }
             const SwitchHistory::Sequence running(mHistory, task.seqNum, switchOn);
             if (switchOn) {
                 DoSwitchOnVirtualCamera(task.deviceId, task.serviceId, task.seqNum).isOk();
@@ -159,10 +130,6 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(
             tasks.pop_back();
         }
     }
-    queue.unlock();
-    std::lock_guard<std::mutex> life(mWorkerLifeMutex);
-    --mWorkersRunning;
-    mWorkerLifeCond.notify_all();
 }
 
 void VirCameraChannelForStreamChange::SetToSwitchingMode() {
@@ -271,9 +238,10 @@ bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
         VIRCAM_LOGD(kStreamChangeLog, "%s: callback already register");
         return true;
     }
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mHalInitMutex);
-    if (WaitForChannelOptReturnLocked(lock, mHalInitCond, kHalInitTimeoutSeconds, HAL_INIT) == 0) {
+    std::unique_lock<std::mutex> lock(mHalInit.mutex);
+    android::base::ScopedLockAssertion held(mHalInit.mutex);
+    if (WaitForChannelOptReturnLocked(lock, mHalInit, nullptr, kHalInitTimeoutSeconds, HAL_INIT) ==
+        0) {
         return true;
     }
     VIRCAM_LOGE(kStreamChangeLog, "%s: wait for hal init timeout, return: %d", -1);
@@ -282,16 +250,17 @@ bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
 }
 
 void VirCameraChannelForStreamChange::SetHalInitStatus() {
-    std::lock_guard<std::mutex> lock(mHalInitMutex);
-    FlagReturned(__func__, HAL_INIT, mHalInitCond);
+    std::lock_guard<std::mutex> lock(mHalInit.mutex);
+    FlagReturned(__func__, mHalInit, nullptr);
 }
 
+// Each flag under its own step's mutex, one at a time.
 void VirCameraChannelForStreamChange::ClearReturnedFlags() {
-    std::lock_guard<std::mutex> lock(mAsyncTaskInfoMutex);
-    mOpenCtrlSessionReturned = false;
-    mConfigStreamReturned = false;
-    mOpenDataSessionReturned = false;
-    mHalInitDone = false;
+    for (AwaitedResult* result :
+         {&mOpenCtrlSession, &mConfigStream, &mOpenDataSession, &mHalInit}) {
+        std::lock_guard<std::mutex> lock(result->mutex);
+        result->returned = false;
+    }
 }
 
 }  // namespace pelcamera

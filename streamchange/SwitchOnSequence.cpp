@@ -1,11 +1,12 @@
 // Moving the camera from the local sensor to a remote channel, step by step;
 // every failing step reports its code and undoes what it opened.
-#include <unistd.h>
+#include <chrono>
 
 #include "streamchange/StreamChangeConstants.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "translator/CVirtualSwitchCameraTranslator.h"
 #include "utils/Anonymize.h"
+#include "utils/VirCamClock.h"
 #include "utils/VirCamLog.h"
 
 namespace pelcamera {
@@ -15,7 +16,7 @@ namespace {
 constexpr int32_t kHalPixelFormatImplementationDefined = 34;
 constexpr int32_t kHalPixelFormatYv12 = 0x32315659;
 constexpr int32_t kStreamPollAttempts = 300;
-constexpr useconds_t kStreamPollIntervalUs = 5000;
+constexpr std::chrono::milliseconds kStreamPollInterval{5};
 
 // What an open call on the remote returned.
 struct OpenReply {
@@ -100,13 +101,6 @@ Return<void> VirCameraChannelForStreamChange::DoSwitchOnVirtualCamera(const hidl
         auto session = std::make_shared<VirCamSession>();
         switched = true;
         for (const auto& step : kSteps) {
-            if (mWorkersStopping) {
-                // Process exit: the step that ran has settled what it opened;
-                // the rest is dropped with the process, as the destructor
-                // drops every remote without a call.
-                kStreamChangeLog.I("%s: process exiting, switch on abandoned", __func__);
-                return ::android::hardware::Void();
-            }
             phases.Enter(step.phase);
             if (!(this->*step.run)(seqNum, key, session)) {
                 kStreamChangeLog.E(step.failure, __func__);
@@ -176,7 +170,7 @@ hidl_vec<vircam::VirStream> VirCameraChannelForStreamChange::WaitForCachedConfig
     for (int32_t attempt = 1; snapshot == nullptr && attempt <= kStreamPollAttempts; ++attempt) {
         snapshot = mCamTrans->ConfigStreamsSnapshot();
         kStreamChangeLog.W("%s: wait for configstream %d times", "ConfigStream", attempt);
-        usleep(kStreamPollIntervalUs);
+        Clock().SleepFor(kStreamPollInterval);
     }
     return snapshot == nullptr ? hidl_vec<vircam::VirStream>() : *snapshot;
 }

@@ -1,6 +1,7 @@
 #include "streamchange/VirCameraChannelForStreamChange.h"
 
 #include "translator/CVirtualSwitchCameraTranslator.h"
+#include "utils/NoDestructor.h"
 #include "utils/VirCamLog.h"
 
 namespace pelcamera {
@@ -13,36 +14,6 @@ VirCameraChannelForStreamChange::VirCameraChannelForStreamChange()
       mSwitchOffTasks(std::make_shared<std::vector<SwitchTask>>()) {
     VIRCAM_LOGI(kStreamChangeLog, "%s: construct VirCameraChannelForStreamChange()");
     InitCameraTrans();
-}
-
-VirCameraChannelForStreamChange::~VirCameraChannelForStreamChange() {
-    StopSwitchThreads();
-    {
-        std::lock_guard<std::mutex> lock(mChannelCallbackMutex);
-        mChannelCallbackMap->clear();
-    }
-    {
-        std::lock_guard<std::mutex> lock(mDeathRecipientMutex);
-        mDeathRecipientMap->clear();
-    }
-    {
-        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
-        mSwitchCallback = nullptr;
-    }
-    {
-        std::lock_guard<std::mutex> lock(mSessionMutex);
-        mVirCamSessionMap->clear();
-    }
-    if (mCamTrans != nullptr) {
-        mCamTrans->SetChannel(nullptr);
-        mCamTrans = nullptr;
-    }
-    // With the translator already unlinked this never touches the property.
-    {
-        std::lock_guard<std::mutex> lock(mModeMutex);
-        SetToPhysicalMode();
-    }
-    VIRCAM_LOGI(kStreamChangeLog, "%s: deconstruct ~VirCameraChannelForStreamChange()");
 }
 
 void VirCameraChannelForStreamChange::InitCameraTrans() {
@@ -98,13 +69,17 @@ bool VirCameraChannelForStreamChange::HasSwitchCallback() {
 
 }  // namespace pelcamera
 
+// The service is never destroyed. Binder threads, death notices and the
+// detached workers go on calling into it while the process exits; nothing of
+// it may be freed under them, and a worker stuck in a remote call must not
+// hold up the exit.
 extern "C" pelcamera::VirCameraChannelForStreamChange* CreateVirtualCameraStreamChange() {
     static pelcamera::VirCameraChannelForStreamChange* const instance = [] {
-        static pelcamera::VirCameraChannelForStreamChange channel;
+        static pelcamera::NoDestructor<pelcamera::VirCameraChannelForStreamChange> channel;
         // Death recipients hold strong references to the service; this one is
-        // never released, so reference counting never deletes the static.
-        channel.incStrong(&channel);
-        return &channel;
+        // never released, so reference counting never deletes it either.
+        channel->incStrong(channel.get());
+        return channel.get();
     }();
     return instance;
 }

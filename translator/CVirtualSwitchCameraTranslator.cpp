@@ -6,6 +6,7 @@
 
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "translator/TranslatorLocks.h"
+#include "utils/NoDestructor.h"
 #include "utils/VirCamLog.h"
 
 namespace pelcamera {
@@ -23,28 +24,23 @@ constexpr uint32_t kPhysicalCameraTarget = static_cast<uint32_t>(-1);
 
 }  // namespace
 
-std::mutex g_requestMutex;
-std::mutex g_bufferMutex;
-std::mutex g_metaMutex;
-std::mutex g_flushStateMutex;
-std::mutex g_callbackMutex;
-std::mutex g_configStreamMutex;
+VIRCAM_NO_DESTROY std::mutex g_requestMutex;
+VIRCAM_NO_DESTROY std::mutex g_bufferMutex;
+VIRCAM_NO_DESTROY std::mutex g_metaMutex;
+VIRCAM_NO_DESTROY std::mutex g_flushStateMutex;
+VIRCAM_NO_DESTROY std::mutex g_callbackMutex;
+VIRCAM_NO_DESTROY std::mutex g_configStreamMutex;
 
+// Never destroyed: the pipeline's threads and the channel service reach it
+// until the process has ended.
 CVirtualSwitchCameraTranslator* CVirtualSwitchCameraTranslator::GetInstance() {
-    static CVirtualSwitchCameraTranslator translator;
-    return &translator;
+    static NoDestructor<CVirtualSwitchCameraTranslator> translator;
+    return translator.get();
 }
 
 CVirtualSwitchCameraTranslator::CVirtualSwitchCameraTranslator()
     : m_camStatus(std::make_shared<VirCameraStatus>()) {
     VIRCAM_LOGI(kTranslatorLog, "%s: CVirtualSwitchCameraTranslator Construct");
-}
-
-CVirtualSwitchCameraTranslator::~CVirtualSwitchCameraTranslator() {
-    VIRCAM_LOGI(kTranslatorLog, "%s: CVirtualSwitchCameraTranslator Destruct");
-    Flush();
-    std::lock_guard<std::mutex> lock(g_callbackMutex);
-    m_cbTranslatorCallback.clear();
 }
 
 void CVirtualSwitchCameraTranslator::SetHalInitStatus() {

@@ -43,8 +43,8 @@ public:
 
     // Once, in GetInstance, on the first caller's thread; no lock.
     CVirtualSwitchCameraTranslator();
-    // At process exit: g_requestMutex (Flush), then g_callbackMutex.
-    virtual ~CVirtualSwitchCameraTranslator();
+    // Never runs: the one translator lives until the process ends.
+    virtual ~CVirtualSwitchCameraTranslator() = default;
     CVirtualSwitchCameraTranslator(const CVirtualSwitchCameraTranslator&) = delete;
     CVirtualSwitchCameraTranslator& operator=(const CVirtualSwitchCameraTranslator&) = delete;
 

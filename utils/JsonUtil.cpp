@@ -1,6 +1,6 @@
 #include "utils/JsonUtil.h"
 
-#include <exception>
+#include <cstddef>
 
 #include "utils/VirCamLog.h"
 
@@ -26,6 +26,54 @@ const Json::Value* FindMember(const char* caller, const Json::Value& object,
     return member;
 }
 
+// jsoncpp's reader gives up on a value nested inside this many arrays and
+// objects, and not by failing: Debian's build throws, the device's (built
+// without exceptions) aborts the whole camera HAL process.
+constexpr size_t kReaderNestingLimit = 1000;
+
+// Whether the reader would meet a value nested past its limit in the
+// document's root value. Brackets inside strings (escapes included) do not
+// count, as the reader reads them as text; whatever follows the root value
+// is never read. At the limit, anything but a closing bracket is either such
+// a value or a syntax error: a parse failure either way.
+bool NestsPastReaderLimit(const std::string& text) {
+    size_t depth = 0;
+    bool inString = false;
+    bool escaped = false;
+    for (const char c : text) {
+        if (inString) {
+            if (escaped) {
+                escaped = false;
+            } else if (c == '\\') {
+                escaped = true;
+            } else if (c == '"') {
+                inString = false;
+            }
+            continue;
+        }
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+            continue;
+        }
+        if (c == ']' || c == '}') {
+            if (depth == 0 || --depth == 0) {
+                return false;  // the root value ends here
+            }
+            continue;
+        }
+        if (depth >= kReaderNestingLimit) {
+            return true;
+        }
+        if (c == '[' || c == '{') {
+            ++depth;
+        } else if (c == '"') {
+            inString = true;
+        } else if (depth == 0) {
+            return false;  // a bare root value: nothing nests in it
+        }
+    }
+    return false;
+}
+
 void LogTypeError(const char* caller, const std::string& key, const Json::Value& member) {
     kStreamChangeLog.W("%s convert failed. because member %s type err %d", caller, key.c_str(),
                        static_cast<int>(member.type()));
@@ -38,19 +86,12 @@ int32_t StringToJsonValue(const std::string& text, Json::Value& target) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
     Json::Reader reader(Json::Features::strictMode());
 #pragma GCC diagnostic pop
-    // The reader throws instead of failing once nesting passes its stack limit
-    // (1,000 levels). The text comes from a peer, and an exception leaving a
-    // served method would end the whole camera HAL process: whatever the
-    // cause, a parse that does not finish is a parse failure.
-    bool parsed = false;
-    try {
-        Json::Value parsedValue;
-        parsed = reader.parse(text, parsedValue, true);
-        if (parsed) {
-            target.swap(parsedValue);
-        }
-    } catch (const std::exception&) {
-        parsed = false;
+    // A text from a peer must never reach the reader's throw (an abort on a
+    // device): nesting past its limit is a parse failure like any other.
+    Json::Value parsedValue;
+    const bool parsed = !NestsPastReaderLimit(text) && reader.parse(text, parsedValue, true);
+    if (parsed) {
+        target.swap(parsedValue);
     }
     if (!parsed) {
         VIRCAM_LOGW(kStreamChangeLog, "%s convert (%s) failed.", text.c_str());

@@ -7,6 +7,15 @@
 #include <new>
 #include <utility>
 
+// The same for a namespace-scope object: libc++, the device's library, gives
+// std::mutex a destructor (libstdc++'s does nothing), and clang would run it
+// at exit under the threads still locking the mutex.
+#if defined(__clang__)
+#define VIRCAM_NO_DESTROY [[clang::no_destroy]]
+#else
+#define VIRCAM_NO_DESTROY
+#endif
+
 namespace pelcamera {
 
 template <typename T>

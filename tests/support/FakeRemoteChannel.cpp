@@ -122,6 +122,9 @@ void FakeRemoteChannel::Record(const std::string& call) {
 }
 
 void FakeRemoteChannel::DieIfScripted(const StepScript& script) {
+    while (script.hangOnCall) {
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }
     if (!script.dieOnCall) {
         return;
     }

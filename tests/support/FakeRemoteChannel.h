@@ -43,6 +43,8 @@ struct StepScript {
     android::hardware::camera::common::V1_0::Status callStatus =
         android::hardware::camera::common::V1_0::Status::OK;
     bool dieOnCall = false;
+    // The open call never returns (a peer stuck for good).
+    bool hangOnCall = false;
 };
 
 class FakeRemoteChannel : public vircam::IVirCameraChannelCallback {

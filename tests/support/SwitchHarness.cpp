@@ -42,15 +42,17 @@ android::hardware::hidl_vec<vircam::VirStream> PipelineStreams() {
     return streams;
 }
 
-SwitchHarness::SwitchHarness(bool withPipeline)
+SwitchHarness::SwitchHarness(bool withPipeline, bool withSwitchCallback)
     : service(CreateVirtualCameraStreamChange()),
       // Device management and the remotes reach the service from processes of
       // their own, through its binder pool.
       channel(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       translator(pelcamera::CVirtualSwitchCameraTranslator::GetInstance()),
       remote(AddRemote("devA", "cam1", 10)) {
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    if (withSwitchCallback) {
+        EXPECT_EQ(CameraStatus::OK,
+                  static_cast<CameraStatus>(channel->registerCameraSwitchCallback(devMgt.proxy)));
+    }
     if (withPipeline) {
         translator->SetTransCallback(pipeline.proxy, 0);
         translator->BackupPhyConfigStreams(PipelineStreams());

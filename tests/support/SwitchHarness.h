@@ -44,8 +44,9 @@ public:
     };
 
     // `withPipeline`: register a pipeline callback and back up its streams
-    // first, as a running camera would have.
-    explicit SwitchHarness(bool withPipeline = true);
+    // first, as a running camera would have. `withSwitchCallback`: register
+    // device management's switch callback, which starts the workers.
+    explicit SwitchHarness(bool withPipeline = true, bool withSwitchCallback = true);
     ~SwitchHarness();
 
     // A remote channel for (deviceId, id), registered as "W_" + id.

@@ -108,4 +108,35 @@ TEST(JsonUtilTest, NestingPastTheReadersLimitIsAParseFailure) {
     }
 }
 
+// Exactly where the reader's limit lies: a value inside 1,000 arrays or
+// objects is past it, an empty 1,000th one is not. Any miss in the permissive
+// direction reaches the reader's throw, which ends this process as it would
+// the camera HAL.
+TEST(JsonUtilTest, TheNestingLimitIsTheReadersOwn) {
+    const auto wrapped = [](size_t depth, const std::string& inner) {
+        return std::string(depth, '[') + inner + std::string(depth, ']');
+    };
+    struct Case {
+        std::string text;
+        int32_t result;
+    };
+    const std::string deepBrackets(5000, '[');
+    for (const Case& c : {
+             Case{wrapped(1000, ""), 0},
+             Case{wrapped(999, "1"), 0},
+             Case{wrapped(1000, "1"), -1},
+             Case{wrapped(999, R"({"a": 1})"), -1},
+             Case{wrapped(998, R"({"a": 1})"), 0},
+             Case{wrapped(1000, ","), -1},
+             // Brackets in strings, escaped quotes included, are text.
+             Case{R"(["\"[[[", ")" + deepBrackets + R"("])", 0},
+             Case{wrapped(999, R"("]]]\\")"), 0},
+             // The reader never reads past the root value.
+             Case{"{} " + deepBrackets, 0},
+         }) {
+        Json::Value doc;
+        EXPECT_EQ(c.result, JsonUtil::StringToJsonValue(c.text, doc)) << c.text.substr(0, 40);
+    }
+}
+
 }  // namespace

@@ -278,7 +278,11 @@ inline std::string toString(bool value) {
 }
 template <typename T, typename = std::enable_if_t<std::is_arithmetic<T>::value>>
 std::string toString(T value) {
-    return std::to_string(value);
+    // Small integers print as numbers, with their own signedness.
+    using Printed =
+        std::conditional_t<std::is_integral<T>::value && (sizeof(T) < sizeof(int)),
+                           std::conditional_t<std::is_signed<T>::value, int, unsigned int>, T>;
+    return std::to_string(static_cast<Printed>(value));
 }
 inline std::string toString(const hidl_string& s) {
     return "\"" + std::string(s) + "\"";

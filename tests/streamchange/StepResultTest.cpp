@@ -1,0 +1,104 @@
+// A remote's answer to a switch step reaches that step whenever it comes,
+// whatever other waiter sleeps at the time.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+#include <thread>
+
+#include "streamchange/AwaitedResult.h"
+#include "support/SwitchHarness.h"
+
+namespace vircam_test {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix) {
+    const auto calls = remote.fake->Calls();
+    return static_cast<size_t>(std::count_if(
+        calls.begin(), calls.end(), [&](const std::string& c) { return c.rfind(prefix, 0) == 0; }));
+}
+
+// Two switch-ons accepted while physical: B runs first, then A runs
+// "vir -> vir". A waits in its HAL-init check; meanwhile the pipeline
+// reconfigures B, whose remote never answers, so the reconfiguration sleeps
+// through its 3 s. Then the HAL reports ready and A's remote answers A's
+// control session at once. That answer must end A's step, not sit out the
+// time-out and fail with 1.
+TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
+    SwitchHarness h(false, false);  // no pipeline callback, no workers yet
+    h.translator->BackupPhyConfigStreams(PipelineStreams());
+    RemoteChannel& b = h.AddRemote("devB", "cam2", 500);
+    StepScript beforeReturn;
+    beforeReturn.mode = AnswerMode::kBeforeReturn;
+    h.remote.fake->Script(RemoteStep::kControlSession, beforeReturn);
+
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);  // seq 2
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);  // seq 3, runs first
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    ASSERT_TRUE(WaitUntil(
+        [&] { return h.service->BusyText().find("seq 3, step hal init") != std::string::npos; }));
+    h.service->SetHalInitStatus();
+    ASSERT_TRUE(h.WaitForResults(1));
+    EXPECT_EQ((SwitchResult{true, 3, 300}), h.devMgt.fake->Results()[0]);
+    ASSERT_TRUE(WaitUntil(
+        [&] { return h.service->BusyText().find("seq 2, step hal init") != std::string::npos; }));
+
+    StepScript silent;
+    silent.mode = AnswerMode::kNever;
+    b.fake->Script(RemoteStep::kConfigStream, silent);
+    const int32_t bCamId = h.translator->GetCamStatus().camId;
+    std::thread reconfiguration([&] { h.service->ConfigureStreams(bCamId, PipelineStreams()); });
+    // B's own switch-on configured it once; the second is the reconfiguration.
+    ASSERT_TRUE(WaitUntil([&] { return CallsStartingWith(b, "configStream") == 2; }));
+    std::this_thread::sleep_for(milliseconds(50));  // into its wait
+
+    const auto halReady = steady_clock::now();
+    h.service->SetHalInitStatus();
+    ASSERT_TRUE(h.WaitForResults(2));
+    EXPECT_EQ((SwitchResult{true, 2, 300}), h.devMgt.fake->Results()[1]);
+    EXPECT_LT(steady_clock::now() - halReady, milliseconds(2500)) << "A sat out the time-out";
+    reconfiguration.join();
+}
+
+// Waiters for two sessions of one step: a result goes to its own session's
+// waiter only, and neither a result for another session nor a spurious
+// wake-up ends a wait.
+TEST(AwaitedResultTest, AResultWakesOnlyTheWaiterOfItsSession) {
+    pelcamera::AwaitedResult result;
+    int sessionA = 0;
+    int sessionB = 0;
+    bool aGot = true;
+    bool bGot = false;
+    std::thread waiterA([&] {
+        std::unique_lock<std::mutex> lock(result.mutex);
+        aGot = result.SleepUntil(lock, &sessionA, steady_clock::now() + milliseconds(400));
+    });
+    std::thread waiterB([&] {
+        std::unique_lock<std::mutex> lock(result.mutex);
+        bGot = result.SleepUntil(lock, &sessionB, steady_clock::now() + std::chrono::seconds(5));
+    });
+    std::this_thread::sleep_for(milliseconds(100));
+    {
+        std::lock_guard<std::mutex> lock(result.mutex);
+        result.cond.notify_all();  // spurious for both
+        EXPECT_TRUE(result.Deliver(&sessionB));
+        EXPECT_FALSE(result.returned);
+    }
+    waiterB.join();
+    waiterA.join();
+    EXPECT_TRUE(bGot);
+    EXPECT_FALSE(aGot) << "A's wait ended without its result";
+
+    // Nobody waits: the result is flagged for the wait still to come.
+    std::lock_guard<std::mutex> lock(result.mutex);
+    EXPECT_FALSE(result.Deliver(&sessionA));
+    EXPECT_TRUE(result.returned);
+}
+
+}  // namespace
+}  // namespace vircam_test
