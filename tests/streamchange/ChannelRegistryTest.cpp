@@ -179,7 +179,8 @@ public:
 // pair and forgets the switch callback. Handled before SaveLinkToDeath stores
 // the recipient, the death leaves that recipient behind with no callback; it
 // holds nothing of the channel service any more and goes with the next
-// registration of the pair. A later switch-on of the pair finds no callback.
+// registration of the pair. A switch-on of the pair before it registers again
+// finds no callback, reports nothing and leaves the pair busy.
 TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce) {
     LogCapture log;
     SwitchHarness h;
@@ -200,6 +201,21 @@ TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce)
                h.service->GetCameraMode() == pelcamera::PHYSICAL;
     }));
 
+    // Switched on before it registers again, the pair has no callback: Step1
+    // reports nothing and leaves its session, so the pair stays busy and the
+    // next switch-on of it is refused.
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    const size_t resultsBefore = h.devMgt.fake->Results().size();
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Count("VirCam_StreamChange", "set to physical mode") == 1 &&
+               h.service->GetCameraMode() == pelcamera::PHYSICAL;
+    }));
+    EXPECT_TRUE(h.HasSession("devB", "cam2"));
+    EXPECT_EQ(resultsBefore, h.devMgt.fake->Results().size());
+    EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT, h.SwitchOn("devB", "cam2").status);
+
     // The notice has reached this process now: a second link to the dead peer
     // fails and nothing more is delivered, so this registration stays.
     log.Clear();
@@ -211,16 +227,13 @@ TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce)
         log.Has("VirCam_StreamChange", "the vircam lnk2death registerd, clear and register"));
     EXPECT_FALSE(log.Has("VirCam_StreamChange", "transport channel callback service died"));
 
-    // Device management registers again; the dead remote then fails Step1.
-    ASSERT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    // Still busy: the left session refuses it until a switch-on of another
+    // remote clears the sessions of other channels.
     const size_t before = h.devMgt.fake->Results().size();
-    const auto reply = h.SwitchOn("devB", "cam2");
-    ASSERT_EQ(CameraStatus::OK, reply.status);
+    EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT, h.SwitchOn("devB", "cam2").status);
     ASSERT_TRUE(h.WaitForResults(before + 1));
-    EXPECT_EQ(reply.seqNum, h.devMgt.fake->Results().back().seqNum);
-    EXPECT_EQ(1, h.devMgt.fake->Results().back().code);
-    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    EXPECT_EQ(301, h.devMgt.fake->Results().back().code);
+    h.SwitchOnAndWait("devA", "cam1");
     EXPECT_FALSE(h.HasSession("devB", "cam2"));
 }
 
