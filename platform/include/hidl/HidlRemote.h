@@ -30,8 +30,9 @@
 namespace android {
 namespace hardware {
 
-// Every method may be called on any thread; each takes mLock only for its own
-// bookkeeping and never calls a recipient or a peer while holding it.
+// Every method may be called on any thread; each takes mLock (the pool's
+// methods the pool's own lock) only for its own bookkeeping and never calls a
+// recipient, a served call or a peer while holding it.
 class RemoteProcess : public virtual RefBase {
 public:
     RemoteProcess();
@@ -57,9 +58,10 @@ public:
     // The proxy is going away, and its links with it.
     void dropLinks(const void* proxy);
 
-    // Runs `call` for a caller in another process and returns when it has
-    // run: on the waiting thread of a call further down the caller's chain
-    // into this process, else on this process's binder pool.
+    // The caller's thread, which blocks until `call` has run for it: on the
+    // waiting thread of a call further down the caller's chain into this
+    // process, else on this process's binder pool. While it blocks, the
+    // caller's thread runs what the chain calls back into its own process.
     void serve(const std::function<void()>& call);
 
     // Any thread. The pool's bound; the default is setDefaultBinderThreads()'s
