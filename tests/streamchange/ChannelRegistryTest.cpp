@@ -481,18 +481,26 @@ TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
                   translatorChannel->RegisterCameraTranslatorCallback(1, pipeline.proxy)));
 
     // Images from a remote arrive all along, each crossing into the library.
-    std::atomic<bool> flowing{true};
-    std::atomic<int> sent{0};
-    std::thread images([&] {
-        vircam::VirImageResult image{};
-        NativeBuffer fence;
-        image.releaseFence = fence.get();
-        while (flowing) {
-            image.frameNumber = static_cast<uint32_t>(sent.load());
-            EXPECT_TRUE(h.channel->onVirImageBufferDone(0, image).isOk());
-            ++sent;
+    struct ImageFlow {
+        explicit ImageFlow(const android::sp<vircam::IVirCameraChannel>& channel)
+            : thread([this, channel] {
+                  vircam::VirImageResult image{};
+                  NativeBuffer fence;
+                  image.releaseFence = fence.get();
+                  while (flowing) {
+                      image.frameNumber = static_cast<uint32_t>(sent.load());
+                      EXPECT_TRUE(channel->onVirImageBufferDone(0, image).isOk());
+                      ++sent;
+                  }
+              }) {}
+        ~ImageFlow() {
+            flowing = false;
+            thread.join();
         }
-    });
+        std::atomic<bool> flowing{true};
+        std::atomic<int> sent{0};
+        std::thread thread;
+    } images(h.channel);
     ASSERT_TRUE(pipeline.fake->WaitForFrames(5, std::chrono::seconds(5)));
 
     const auto reply = h.SwitchOn("devA", "cam1");
@@ -523,10 +531,13 @@ TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
         return log.Count("VirCam_StreamChange", "transport channel died, switch back") == 3 &&
                h.service->GetCameraMode() == pelcamera::VIRTUAL;
     }));
-    flowing = false;
-    images.join();
-    EXPECT_GT(sent.load(), 5);
+    EXPECT_GT(images.sent.load(), 5);
     EXPECT_TRUE(h.pipeline.fake->WaitForFrames(1, std::chrono::seconds(1)));
+
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    EXPECT_EQ(CameraStatus::OK, h.SwitchOff("devA", "cam1").status);
+    EXPECT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
 }
 
 }  // namespace
