@@ -79,8 +79,10 @@ TEST(TranslatorRequestTest, RegistrationsWhileStreamingAreSafeForTheRequestsInFl
     h.SwitchOnAndWait("devA", "cam1");
     h.remote.fake->ForgetRecords();
     std::atomic<bool> registering{true};
+    // Lent to the cache, so it outlives every request that may carry it: the
+    // remote's copy of a request duplicates its descriptors.
+    NativeBuffer added;
     std::thread registrar([&] {
-        NativeBuffer added;
         for (uint64_t id = 0; id < 2000; ++id) {
             t->RegisterBuffer(2, id, added.get());
         }
