@@ -1,6 +1,7 @@
 // What hidl-gen's sources define on a device for the interfaces of
 // vendor.travik.hardware.camera.vircamera@1.0, for the host build.
 #include <hidl/HostInterface.h>
+#include <hostproxy/HostProxyVirCameraChannel.h>
 #include <hostproxy/HostProxyVirCameraChannelCallback.h>
 #include <hostproxy/HostProxyVirCameraSwitchCallback.h>
 #include <hostproxy/HostProxyVirCameraTranslatorCallback.h>

@@ -109,7 +109,7 @@ TEST(FramesEndToEndTest, FramesFlowToTheRemoteAndImagesBackToEveryPipelineCallba
     ASSERT_EQ(static_cast<size_t>(kFrames), seen.size());
     for (int frame = 0; frame < kFrames; ++frame) {
         EXPECT_EQ(frame, seen[frame].frameNumber);
-        EXPECT_EQ(buffers[frame % 8]->get(), seen[frame].handle) << "frame " << frame;
+        EXPECT_EQ(buffers[frame % 8]->file(), seen[frame].buffer) << "frame " << frame;
     }
     ASSERT_TRUE(front.fake->WaitForFrames(kFrames, std::chrono::seconds(10)));
     ASSERT_TRUE(rear.fake->WaitForFrames(kFrames, std::chrono::seconds(10)));

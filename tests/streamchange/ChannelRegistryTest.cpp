@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <future>
 #include <thread>
 
 #include "support/LogCapture.h"
+#include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
 #include "translator/VirCameraChannelForTranslator.h"
 
@@ -153,45 +155,152 @@ TEST_F(ChannelRegistryTest, RegistrationNeverCallsThePeer) {
               static_cast<CameraStatus>(channel->registerCameraSwitchCallback(nullptr)));
 }
 
-TEST(DeadPeerRegistrationTest, ADeadRemoteRegistersAndEverySwitchOnFailsInStepOne) {
+// A proxy whose link waits, once linked, until the runtime has delivered
+// every death notice it owes: the death of a peer that died unnoticed is then
+// handled before the library stores the recipient.
+class DeathFirstChannelProxy : public vircam::HostProxyVirCameraChannelCallback {
+public:
+    using HostProxyVirCameraChannelCallback::HostProxyVirCameraChannelCallback;
+    android::hardware::Return<bool> linkToDeath(
+        const android::sp<android::hardware::hidl_death_recipient>& recipient,
+        uint64_t cookie) override {
+        beforeLink();
+        android::hardware::Return<bool> linked =
+            HostProxyVirCameraChannelCallback::linkToDeath(recipient, cookie);
+        android::hardware::waitForDeathNotifications();
+        return linked;
+    }
+    std::function<void()> beforeLink = [] {};
+};
+
+// On a device a remote whose process died before anyone here linked to it
+// still links, and its death is reported at once: the registration succeeds
+// and its own death handling then removes it, queues a switch-off for the
+// pair and forgets the switch callback. Handled before SaveLinkToDeath stores
+// the recipient, the death leaves that recipient behind with no callback; it
+// holds nothing of the channel service any more and goes with the next
+// registration of the pair. A switch-on of the pair before it registers again
+// finds no callback, reports nothing and leaves the pair busy.
+TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce) {
     LogCapture log;
     SwitchHarness h;
     RemoteChannel dead;
+    android::sp<DeathFirstChannelProxy> proxy = new DeathFirstChannelProxy(dead.fake, dead.process);
     dead.process->kill();
     ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
-                                    "devB", "W_cam2", dead.proxy)));
-    EXPECT_TRUE(h.Registered("devB", "cam2"));
-    EXPECT_FALSE(log.Has("VirCam_StreamChange", "cast register IVirCameraChannelCallback failed"));
+                                    "devB", "W_cam2", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange",
+                        "serviceDied: transport channel callback service died"));
+    EXPECT_FALSE(h.Registered("devB", "cam2"));
+    EXPECT_TRUE(h.service->HasDeathRecipient({"devB", "cam2"}));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The death's switch-off is refused: the pair was never switched on.
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Has("VirCam_StreamChange", "switchOffVirtualCamera") &&
+               h.service->GetCameraMode() == pelcamera::PHYSICAL;
+    }));
 
-    for (size_t attempt = 1; attempt <= 2; ++attempt) {
-        const auto reply = h.SwitchOn("devB", "cam2");
-        ASSERT_EQ(CameraStatus::OK, reply.status) << attempt;
-        ASSERT_TRUE(h.WaitForResults(attempt));
-        const SwitchResult result = h.devMgt.fake->Results().back();
-        EXPECT_EQ(reply.seqNum, result.seqNum);
-        EXPECT_EQ(1, result.code) << attempt;
-        ASSERT_TRUE(WaitUntil(
-            [&] { return log.Count("VirCam_StreamChange", "set to physical mode") == attempt; }));
-        EXPECT_FALSE(h.HasSession("devB", "cam2"));
-        EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
-        EXPECT_EQ("0", VirCamProperty());
-    }
-    EXPECT_EQ(2u, log.Count("VirCam_StreamChange", "open control session failed, deviceid: d**B"));
+    // Switched on before it registers again, the pair has no callback: Step1
+    // reports nothing and leaves its session, so the pair stays busy and the
+    // next switch-on of it is refused.
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    const size_t resultsBefore = h.devMgt.fake->Results().size();
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Count("VirCam_StreamChange", "set to physical mode") == 1 &&
+               h.service->GetCameraMode() == pelcamera::PHYSICAL;
+    }));
+    EXPECT_TRUE(h.HasSession("devB", "cam2"));
+    EXPECT_EQ(resultsBefore, h.devMgt.fake->Results().size());
+    EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT, h.SwitchOn("devB", "cam2").status);
+
+    // The notice has reached this process now: a second link to the dead peer
+    // fails and nothing more is delivered, so this registration stays.
+    log.Clear();
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devB", "W_cam2", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_TRUE(h.Registered("devB", "cam2"));
+    EXPECT_TRUE(
+        log.Has("VirCam_StreamChange", "the vircam lnk2death registerd, clear and register"));
+    EXPECT_FALSE(log.Has("VirCam_StreamChange", "transport channel callback service died"));
+
+    // Still busy: the left session refuses it until a switch-on of another
+    // remote clears the sessions of other channels.
+    const size_t before = h.devMgt.fake->Results().size();
+    EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT, h.SwitchOn("devB", "cam2").status);
+    ASSERT_TRUE(h.WaitForResults(before + 1));
+    EXPECT_EQ(301, h.devMgt.fake->Results().back().code);
+    h.SwitchOnAndWait("devA", "cam1");
+    EXPECT_FALSE(h.HasSession("devB", "cam2"));
 }
 
-TEST(DeadPeerRegistrationTest, ADeadPipelineCallbackRegisters) {
-    android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
-        CreateVirtualCameraTranslator();
+// The peer dies between the cast and the link, the death being handled
+// while the registering thread still runs: whichever comes first, nothing
+// crashes, no registry lock is held across the death, and the pair ends
+// unregistered with the switch callback forgotten.
+TEST(DeadPeerRegistrationTest, ARemoteDyingBetweenCastAndLinkIsHandledOnce) {
+    LogCapture log;
+    SwitchHarness h;
+    RemoteChannel remote;
+    android::sp<DeathFirstChannelProxy> proxy =
+        new DeathFirstChannelProxy(remote.fake, remote.process);
+    proxy->beforeLink = [&] { remote.process->kill(); };
+    ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devC", "W_cam3", proxy)));
+    android::hardware::waitForDeathNotifications();
+    EXPECT_EQ(1u, log.Count("VirCam_StreamChange", "transport channel callback service died"));
+    EXPECT_FALSE(h.Registered("devC", "cam3"));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The registry is free: another remote registers at once.
+    RemoteChannel other;
+    EXPECT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
+                                    "devD", "W_cam4", other.proxy)));
+    EXPECT_TRUE(h.Registered("devD", "cam4"));
+}
+
+class DeathFirstTranslatorProxy : public vircam::HostProxyVirCameraTranslatorCallback {
+public:
+    using HostProxyVirCameraTranslatorCallback::HostProxyVirCameraTranslatorCallback;
+    android::hardware::Return<bool> linkToDeath(
+        const android::sp<android::hardware::hidl_death_recipient>& recipient,
+        uint64_t cookie) override {
+        android::hardware::Return<bool> linked =
+            HostProxyVirCameraTranslatorCallback::linkToDeath(recipient, cookie);
+        android::hardware::waitForDeathNotifications();
+        return linked;
+    }
+};
+
+// The same for a pipeline callback: a pipeline that died unnoticed registers,
+// and the death reported at once unregisters its camera before the
+// registry stores the recipient. The recipient stays with no callback; having
+// reported its death it no longer holds the translator channel, which goes
+// when the host drops it.
+TEST(DeadPeerRegistrationTest, APipelineThatDiedUnnoticedRegistersAndIsUnregisteredAtOnce) {
+    LogCapture log;
     RemoteTranslatorCallback pipeline;
+    android::sp<DeathFirstTranslatorProxy> proxy =
+        new DeathFirstTranslatorProxy(pipeline.fake, pipeline.process);
     pipeline.process->kill();
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(
-                  translatorChannel->RegisterCameraTranslatorCallback(0, pipeline.proxy)));
-    EXPECT_TRUE(
-        pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
-    // Its death recipient holds the channel: unregistering ends that cycle.
-    EXPECT_EQ(CameraStatus::OK,
-              static_cast<CameraStatus>(translatorChannel->UnregisterCameraTranslatorCallback(0)));
+    {
+        android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
+            CreateVirtualCameraTranslator();
+        EXPECT_EQ(CameraStatus::OK,
+                  static_cast<CameraStatus>(
+                      translatorChannel->RegisterCameraTranslatorCallback(0, proxy)));
+        android::hardware::waitForDeathNotifications();
+        EXPECT_FALSE(
+            pelcamera::CVirtualSwitchCameraTranslator::GetInstance()->CheckTranslatorCallback());
+        EXPECT_EQ(
+            1u, log.Count("VirCam_CTranslator", "UnregisterCameraTranslatorCallback caminfo is 0"));
+        const pelcamera::HidlCallbackMgrTranslator::Key key{"W_Translator", "CameraHal_0"};
+        EXPECT_FALSE(translatorChannel->CallbackMgr()->HasCallback(key));
+        EXPECT_TRUE(translatorChannel->CallbackMgr()->HasDeathRecipient(key));
+    }
+    EXPECT_TRUE(log.Has("VirCam_CTranslator", "VirCameraChannelForTranslator deconstruct"));
 }
 
 TEST_F(ChannelRegistryTest, OnlyTheFirstSwitchCallbackStartsTheWorkers) {
@@ -343,6 +452,92 @@ TEST(RemoteDeathTest, ARemoteDyingWhileStepTwoWaitsForStreamsGetsTheStepsResult)
     EXPECT_FALSE(h.HasSession("devA", "cam1"));
     EXPECT_FALSE(h.Registered("devA", "cam1"));
     EXPECT_FALSE(h.service->HasSwitchCallback());
+}
+
+// Several remotes and a pipeline callback die at the same moment while a
+// switch-on runs and images flow: on a device their notices are handled on
+// several binder threads at once, each taking the registries and queueing a
+// switch-off. Each death is handled once, no handler waits for another
+// forever, and what they leave is what each would leave alone.
+TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
+    LogCapture log;
+    SwitchHarness h;
+    StepScript late;
+    late.mode = AnswerMode::kLate;
+    late.delay = std::chrono::milliseconds(150);
+    for (RemoteStep step :
+         {RemoteStep::kControlSession, RemoteStep::kConfigStream, RemoteStep::kDataSession}) {
+        h.remote.fake->Script(step, late);
+    }
+    std::vector<RemoteChannel*> dying;
+    for (const char* id : {"cam2", "cam3", "cam4"}) {
+        dying.push_back(&h.AddRemote("devB", id, 100));
+    }
+    RemoteTranslatorCallback pipeline;
+    android::sp<pelcamera::VirCameraChannelForTranslator> translatorChannel =
+        CreateVirtualCameraTranslator();
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(
+                  translatorChannel->RegisterCameraTranslatorCallback(1, pipeline.proxy)));
+
+    // Images from a remote arrive all along, each crossing into the library.
+    struct ImageFlow {
+        explicit ImageFlow(const android::sp<vircam::IVirCameraChannel>& channel)
+            : thread([this, channel] {
+                  vircam::VirImageResult image{};
+                  NativeBuffer fence;
+                  image.releaseFence = fence.get();
+                  while (flowing) {
+                      image.frameNumber = static_cast<uint32_t>(sent.load());
+                      EXPECT_TRUE(channel->onVirImageBufferDone(0, image).isOk());
+                      ++sent;
+                  }
+              }) {}
+        ~ImageFlow() {
+            flowing = false;
+            thread.join();
+        }
+        std::atomic<bool> flowing{true};
+        std::atomic<int> sent{0};
+        std::thread thread;
+    } images(h.channel);
+    ASSERT_TRUE(pipeline.fake->WaitForFrames(5, std::chrono::seconds(5)));
+
+    const auto reply = h.SwitchOn("devA", "cam1");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(WaitUntil([&] { return log.Has("VirCam_StreamChange", "[Step1]"); }));
+    for (RemoteChannel* remote : dying) {
+        remote->process->kill();
+    }
+    pipeline.process->kill();
+    android::hardware::waitForDeathNotifications();
+
+    EXPECT_EQ(3u, log.Count("VirCam_StreamChange", "transport channel callback service died"));
+    EXPECT_EQ(1u,
+              log.Count("VirCam_TransaltorCBMgr", "transport translator callback service died"));
+    for (const char* id : {"cam2", "cam3", "cam4"}) {
+        EXPECT_FALSE(h.Registered("devB", id)) << id;
+        EXPECT_FALSE(h.service->HasDeathRecipient({"devB", id})) << id;
+    }
+    const pelcamera::HidlCallbackMgrTranslator::Key key{"W_Translator", "CameraHal_1"};
+    EXPECT_FALSE(translatorChannel->CallbackMgr()->HasCallback(key));
+    EXPECT_FALSE(translatorChannel->CallbackMgr()->HasDeathRecipient(key));
+    EXPECT_FALSE(h.service->HasSwitchCallback());
+    // The remote being switched to was not among the dead: its switch-on ends,
+    // though no one hears its result, and the three switch-offs are refused.
+    ASSERT_TRUE(h.WaitForMode(pelcamera::VIRTUAL));
+    EXPECT_TRUE(h.Registered("devA", "cam1"));
+    ASSERT_TRUE(WaitUntil([&] {
+        return log.Count("VirCam_StreamChange", "transport channel died, switch back") == 3 &&
+               h.service->GetCameraMode() == pelcamera::VIRTUAL;
+    }));
+    EXPECT_GT(images.sent.load(), 5);
+    EXPECT_TRUE(h.pipeline.fake->WaitForFrames(1, std::chrono::seconds(1)));
+
+    ASSERT_EQ(CameraStatus::OK,
+              static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
+    EXPECT_EQ(CameraStatus::OK, h.SwitchOff("devA", "cam1").status);
+    EXPECT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
 }
 
 }  // namespace

@@ -249,7 +249,7 @@ android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
         mCalls.push_back("processCaptureRequest " + std::to_string(dataSessionId));
         for (const auto& buffer : buffers) {
             mRequests.push_back({buffer.frameNumber, buffer.streamId, buffer.bufferId,
-                                 buffer.buffer.getNativeHandle()});
+                                 FileOf(buffer.buffer.getNativeHandle())});
             if (mEcho.joinable()) {
                 vircam::VirImageResult image{};
                 image.frameNumber = static_cast<uint32_t>(buffer.frameNumber);

@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/NativeBuffer.h"
 #include "support/RemotePeer.h"
 
 namespace vircam_test {
@@ -24,12 +25,14 @@ namespace vircam = vendor::travik::hardware::camera::vircamera::V1_0;
 enum class RemoteStep { kControlSession, kConfigStream, kDataSession };
 enum class AnswerMode { kAtOnce, kLate, kNever, kBeforeReturn };
 
-// What the remote saw of one buffer of a capture request.
+// What the remote saw of one buffer of a capture request. The handle itself
+// is the remote's own copy and is gone once the call returns, so the buffer
+// is known by the file its first descriptor refers to (0: no handle).
 struct SeenBuffer {
     int32_t frameNumber;
     int32_t streamId;
     uint64_t bufferId;
-    const native_handle_t* handle;
+    ino_t buffer;
 };
 
 struct StepScript {

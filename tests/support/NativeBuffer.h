@@ -4,8 +4,19 @@
 
 #include <cutils/native_handle.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 
 namespace vircam_test {
+
+// The file behind a handle's first descriptor; 0 for no handle, no
+// descriptor, or one that is not open (a handle whose fds were closed).
+inline ino_t FileOf(const native_handle_t* handle) {
+    struct stat st {};
+    if (handle == nullptr || handle->numFds < 1 || fstat(handle->data[0], &st) != 0) {
+        return 0;
+    }
+    return st.st_ino;
+}
 
 class NativeBuffer {
 public:
@@ -19,6 +30,7 @@ public:
     NativeBuffer(const NativeBuffer&) = delete;
     NativeBuffer& operator=(const NativeBuffer&) = delete;
     const native_handle_t* get() const { return mHandle; }
+    ino_t file() const { return FileOf(mHandle); }
 
 private:
     native_handle_t* mHandle;

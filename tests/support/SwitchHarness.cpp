@@ -44,7 +44,9 @@ android::hardware::hidl_vec<vircam::VirStream> PipelineStreams() {
 
 SwitchHarness::SwitchHarness(bool withPipeline, bool withSwitchCallback)
     : service(CreateVirtualCameraStreamChange()),
-      channel(service),
+      // Device management and the remotes reach the service from processes of
+      // their own, through its binder pool.
+      channel(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       translator(pelcamera::CVirtualSwitchCameraTranslator::GetInstance()),
       remote(AddRemote("devA", "cam1", 10)) {
     if (withSwitchCallback) {

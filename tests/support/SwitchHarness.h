@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include <hostproxy/HostProxyVirCameraChannel.h>
+
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "support/FakeRemoteChannel.h"
 #include "support/FakeSwitchCallback.h"

@@ -108,7 +108,20 @@ TEST(VirCamSimScenarioTest, ExampleLoadsAndMistakesAreNamedByTheirPlace) {
     EXPECT_EQ(vircam_sim::Stage::kStreaming, scenario.remotes[0].fault.stage);
     EXPECT_EQ(4u, scenario.pipeline.streams.size());
 
+    ASSERT_TRUE(
+        ParseScenario(ReadFile(std::string(VIRCAM_SOURCE_DIR) +
+                               "/tools/vircam-sim/scenarios/calls-pile-up-during-a-step.json"),
+                      scenario, error))
+        << error;
+    ASSERT_EQ(8u, scenario.steps.size());
+    EXPECT_EQ(vircam_sim::Action::kRegister, scenario.steps[1].action);
+    EXPECT_EQ("C", scenario.steps[1].remote);
+    EXPECT_EQ(300, scenario.steps[1].inMs);
+    EXPECT_EQ(vircam_sim::Action::kWithdraw, scenario.steps[3].action);
+
     const std::vector<std::pair<std::string, std::string>> mistakes{
+        {R"({"steps": [{"register": "Z"}]})", "steps[0].register"},
+        {R"({"steps": [{"withdraw": "A", "inMs": -1}]})", "steps[0].inMs"},
         {R"({"steps": [{"stream": 1}, {"switchOn": "C"}]})", "steps[1].switchOn"},
         {R"({"steps": [{"stream": 1, "wait": 2}]})", "steps[0]: needs exactly one"},
         {R"({"steps": [{"switchOn": "A", "expect": "300"}]})", "steps[0].expect"},

@@ -58,11 +58,12 @@ TEST(TranslatorRequestTest, CachedHandlesAreKeptReplacedAndLentToRequests) {
     ASSERT_EQ(0, t->ProcessCaptureRequest(request));
     const auto seen = h.remote.fake->CaptureRequests();
     ASSERT_EQ(4u, seen.size());
-    EXPECT_EQ(second.get(), seen[0].handle);  // lent from the cache, not duplicated
-    EXPECT_EQ(nullptr, seen[1].handle);       // registered without a handle
-    EXPECT_EQ(nullptr, seen[2].handle);       // never registered
+    // The remote gets its own copy of each handle, over the same buffer.
+    EXPECT_EQ(second.file(), seen[0].buffer);  // lent from the cache
+    EXPECT_EQ(0u, seen[1].buffer);             // registered without a handle
+    EXPECT_EQ(0u, seen[2].buffer);             // never registered
     EXPECT_EQ(99u, seen[2].bufferId);
-    EXPECT_EQ(own.get(), seen[3].handle);  // kept its own handle, borrowed too
+    EXPECT_EQ(own.file(), seen[3].buffer);  // kept its own handle
     EXPECT_EQ(2u, log.Count(kTag, "find one req with no cached buffer"));
     EXPECT_EQ(nullptr, request[0].buffer.getNativeHandle());  // the caller's request is untouched
 }
@@ -78,8 +79,10 @@ TEST(TranslatorRequestTest, RegistrationsWhileStreamingAreSafeForTheRequestsInFl
     h.SwitchOnAndWait("devA", "cam1");
     h.remote.fake->ForgetRecords();
     std::atomic<bool> registering{true};
+    // Lent to the cache, so it outlives every request that may carry it: the
+    // remote's copy of a request duplicates its descriptors.
+    NativeBuffer added;
     std::thread registrar([&] {
-        NativeBuffer added;
         for (uint64_t id = 0; id < 2000; ++id) {
             t->RegisterBuffer(2, id, added.get());
         }
@@ -95,7 +98,7 @@ TEST(TranslatorRequestTest, RegistrationsWhileStreamingAreSafeForTheRequestsInFl
     const auto seen = h.remote.fake->CaptureRequests();
     ASSERT_EQ(2u * static_cast<size_t>(sent), seen.size());
     for (size_t i = 0; i < seen.size(); i += 2) {
-        EXPECT_EQ(streaming.get(), seen[i].handle);
+        EXPECT_EQ(streaming.file(), seen[i].buffer);
     }
 }
 

@@ -252,16 +252,23 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
         {"awaitSwitchOff", Action::kAwaitSwitchOff, Operand::kRemote},
         {"awaitResult", Action::kAwaitResult, Operand::kRemote},
         {"register", Action::kRegister, Operand::kRemote},
+        {"withdraw", Action::kWithdraw, Operand::kRemote},
         {"reconfigure", Action::kReconfigure, Operand::kTrue},
         {"flush", Action::kFlush, Operand::kTrue},
         {"registerSwitchCallback", Action::kRegisterSwitchCallback, Operand::kTrue},
         {"dump", Action::kDump, Operand::kLines}};
-    if (!reader.Keys(json, at,
-                     {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff",
-                      "awaitResult", "register", "reconfigure", "flush", "registerSwitchCallback",
-                      "dump", "expect", "refused", "async", "afterResult", "succeeds"})) {
+    if (!reader.Keys(
+            json, at,
+            {"switchOn", "switchOff", "stream", "wait", "kill", "awaitSwitchOff", "awaitResult",
+             "register", "withdraw", "inMs", "reconfigure", "flush", "registerSwitchCallback",
+             "dump", "expect", "refused", "async", "afterResult", "succeeds"})) {
         return false;
     }
+    double inMs = 0;
+    if (!reader.Number(json, "inMs", at, inMs, 0, 60000)) {
+        return false;
+    }
+    step.inMs = static_cast<int>(inMs);
     int actions = 0;
     for (const auto& kind : kActions) {
         if (!json.isMember(kind.name)) {
@@ -296,7 +303,7 @@ bool ReadStep(Reader& reader, const Json::Value& json, const std::string& at,
     if (actions != 1) {
         return reader.Fail(at,
                            "needs exactly one of switchOn, switchOff, stream, wait, kill, "
-                           "awaitSwitchOff, awaitResult, register, reconfigure, flush, "
+                           "awaitSwitchOff, awaitResult, register, withdraw, reconfigure, flush, "
                            "registerSwitchCallback, dump");
     }
     const bool command = step.action == Action::kSwitchOn || step.action == Action::kSwitchOff;

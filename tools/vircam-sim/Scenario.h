@@ -84,13 +84,16 @@ enum class Action {
     kFlush,
     kRegister,
     kRegisterSwitchCallback,
-    kDump
+    kDump,
+    kWithdraw
 };
 
 struct Step {
     Action action = Action::kWait;
-    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff, awaitResult, register
+    std::string remote;  // switchOn, switchOff, kill, awaitSwitchOff, awaitResult, register,
+                         // withdraw
     double seconds = 0;  // stream, wait
+    int inMs = 0;        // register, withdraw: from the remote's thread, this much later
     // The switch result the step must see. kAwaitSwitchOff waits for the
     // switch-off that a remote's death sets off; its result may be missing,
     // as the death also makes the library forget the switch callback.

@@ -155,7 +155,11 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
             Flush(where, step);
             break;
         case Action::kRegister:
-            Register(step.remote);
+            Register(step.remote, step.inMs);
+            break;
+        case Action::kWithdraw:
+            mRemotes.at(step.remote).device->WithdrawIn(step.inMs);
+            mRemotes.at(step.remote).registered = false;
             break;
         case Action::kRegisterSwitchCallback:
             mDevMgt->RegisterCallback();
@@ -395,7 +399,7 @@ void ScenarioRunner::Flush(const std::string& where, const Step& step) {
     }
 }
 
-void ScenarioRunner::Register(const std::string& name) {
+void ScenarioRunner::Register(const std::string& name, int inMs) {
     Remote& remote = mRemotes.at(name);
     if (remote.device->Dead()) {
         // The device's service restarts: a new process with a new callback.
@@ -406,7 +410,11 @@ void ScenarioRunner::Register(const std::string& name) {
         mRecorder.Event("remote " + name, "restarts as a new process");
         remote.deathHandled = false;
     }
-    remote.device->Register();
+    if (inMs > 0) {
+        remote.device->RegisterIn(inMs);
+    } else {
+        remote.device->Register();
+    }
     remote.registered = true;
 }
 

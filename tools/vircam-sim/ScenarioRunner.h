@@ -62,7 +62,7 @@ private:
     void Reconfigure(const std::string& where, const Step& step);
     void Flush(const std::string& where, const Step& step);
     // A remote registers; a dead one comes back as a new process.
-    void Register(const std::string& name);
+    void Register(const std::string& name, int inMs);
     // Joins reconfigurations and collects asynchronous commands not yet
     // collected.
     void CheckLeftovers();

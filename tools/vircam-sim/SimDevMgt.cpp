@@ -19,7 +19,7 @@ std::string SwitchKey(uint32_t seqNum) {
 }  // namespace
 
 SimDevMgt::SimDevMgt(const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder)
-    : mService(service),
+    : mService(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
       mProxy(new vircam::HostProxyVirCameraSwitchCallback(this, mProcess)) {}
@@ -29,6 +29,7 @@ void SimDevMgt::Shutdown() {
 }
 
 void SimDevMgt::RegisterCallback() {
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
     const auto status = mService->registerCameraSwitchCallback(mProxy);
     Say(Printf("registerCameraSwitchCallback -> %s",
                status.isOk() ? StatusName(status) : status.description().c_str()));
@@ -42,6 +43,7 @@ void SimDevMgt::Start(const std::string& physicalCameraId) {
     message["notifyMsgData"] = info;
     Json::StreamWriterBuilder builder;
     builder["indentation"] = "";
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
     mService->notify(0, Json::writeString(builder, message)).isOk();
     Say("notify 101: the physical camera is \"" + physicalCameraId + "\"");
 }
@@ -62,17 +64,41 @@ SwitchCommand SimDevMgt::Command(bool on, const RemoteConfig& remote) {
     const auto answer = [this, on, &remote, &command](CameraStatus status, uint32_t seqNum) {
         command.status = status;
         command.seqNum = seqNum;
+        std::optional<SwitchResult> early;
         {
             std::lock_guard<std::mutex> lock(mLock);
             mCommanded.insert(seqNum);
+            auto it = mEarly.find(seqNum);
+            if (it != mEarly.end()) {
+                early = it->second;
+                mEarly.erase(it);
+            }
         }
         mRecorder.trace().Begin(
             SwitchKey(seqNum), kTrack,
             Printf("switch-%s %s (seq %u)", on ? "on" : "off", remote.name.c_str(), seqNum),
             command.atUs);
+        if (early) {
+            EndSpan(*early);
+        }
     };
+    // A refusal's result comes back into devmgt while it waits for the answer,
+    // and runs on this thread.
+    android::hardware::RemoteProcess::ThreadScope inDevMgt(mProcess.get());
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mInCommand = true;
+    }
     auto ret = on ? mService->switchOnVirtualCamera(remote.deviceId, remote.serviceId, answer)
                   : mService->switchOffVirtualCamera(remote.deviceId, remote.serviceId, answer);
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mInCommand = false;
+        for (const auto& [seqNum, result] : mEarly) {
+            EndSpan(result);  // an answer that never came: the span is not open
+        }
+        mEarly.clear();
+    }
     if (!ret.isOk()) {
         Say(std::string("switch command failed in transport: ") + ret.description());
         return command;
@@ -94,16 +120,32 @@ SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::notifySwitchOffResult(uint
     return Record(false, seqNum, result);
 }
 
-SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t seqNum,
-                                                             int32_t code) {
-    const SwitchResult result{on, seqNum, code, NowUs()};
+void SimDevMgt::EndSpan(const SwitchResult& result) {
     Json::Value args(Json::objectValue);
-    args["result"] = code;
-    mRecorder.trace().End(SwitchKey(seqNum), result.atUs, args);
-    if (on) {
+    args["result"] = result.code;
+    mRecorder.trace().End(SwitchKey(result.seqNum), result.atUs, args);
+    if (result.on) {
         for (const char* step : {"step1", "step2", "step3", "step4"}) {
             mRecorder.trace().End(step, result.atUs, args);
         }
+    }
+}
+
+SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t seqNum,
+                                                             int32_t code) {
+    const SwitchResult result{on, seqNum, code, NowUs()};
+    bool answered = true;
+    {
+        // A refusal's result comes inside the command's call, before its
+        // answer: the answer closes the span then.
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mInCommand && mCommanded.count(seqNum) == 0) {
+            mEarly.emplace(seqNum, result);
+            answered = false;
+        }
+    }
+    if (answered) {
+        EndSpan(result);
     }
     Say(Printf("notifySwitch%sResult(seq %u, %s)", on ? "On" : "Off", seqNum,
                SwitchResultText(code).c_str()));

@@ -3,12 +3,14 @@
 // with its sequence number.
 #pragma once
 
+#include <hostproxy/HostProxyVirCameraChannel.h>
 #include <hostproxy/HostProxyVirCameraSwitchCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -73,6 +75,8 @@ public:
 private:
     SwitchCommand Command(bool on, const RemoteConfig& remote);
     Return<CameraStatus> Record(bool on, uint32_t seqNum, int32_t code);
+    // Closes a result's span on the devmgt track and the open switch steps.
+    void EndSpan(const SwitchResult& result);
     void Say(const std::string& text) { mRecorder.Event("devmgt", text); }
 
     android::sp<vircam::IVirCameraChannel> mService;
@@ -86,6 +90,9 @@ private:
     std::condition_variable mArrived;
     std::vector<SwitchResult> mResults;
     std::set<uint32_t> mCommanded;
+    // Results that came inside a command's call, before its answer.
+    bool mInCommand = false;
+    std::map<uint32_t, SwitchResult> mEarly;
     std::set<uint32_t> mClaimed;
 };
 

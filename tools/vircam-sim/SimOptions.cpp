@@ -40,6 +40,9 @@ bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error
             options.tracePath = value();
         } else if (arg == "--parallel" && hasValue && Number(value(), 1, 32, number)) {
             options.parallel = static_cast<int>(number);
+        } else if (arg == "--binder-threads" && hasValue && Number(argv[i + 1], 1, 64, number)) {
+            options.passOn.insert(options.passOn.end(), {arg, value()});
+            options.binderThreads = static_cast<int>(number);
         } else if (arg == "--latency" && hasValue && Number(argv[i + 1], 0, 60000, number)) {
             options.passOn.insert(options.passOn.end(), {arg, value()});
             options.latencyMs = static_cast<int>(number);
@@ -112,6 +115,8 @@ what to change (for every remote / the pipeline):
   --streams N          streams of the camera (default 3, at most 8)
   --stream-seconds S   length of each "stream" step of the default handover
   --parallel N         tour cells run side by side (default 6)
+  --binder-threads N   binder threads of every process, the camera HAL's
+                       included (default 6, as AOSP's camera provider)
 
 environment:
   VIRCAM_SIM_LAUNCHER  words put before every tour cell's command, e.g.

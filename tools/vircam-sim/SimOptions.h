@@ -16,6 +16,8 @@ struct SimOptions {
     bool dump = false;  // both `lshal debug` dumps at the end of a run or cell
     std::string tracePath;
     int parallel = 6;
+    // Threads of each simulated process's binder pool, the library's included.
+    int binderThreads = 6;
     // Overrides for every remote / the pipeline, when given.
     std::optional<int> latencyMs;
     std::optional<double> fps;

@@ -36,7 +36,7 @@ SimRemote::SimRemote(const RemoteConfig& config,
                      const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder,
                      uint32_t firstSessionId)
     : mConfig(config),
-      mService(service),
+      mService(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
       mProxy(new vircam::HostProxyVirCameraChannelCallback(this, mProcess)),
@@ -66,21 +66,43 @@ bool SimRemote::FaultAt(Stage stage, FaultKind kind) const {
     return mConfig.fault.stage == stage && mConfig.fault.kind == kind;
 }
 
+// A call the library took long to answer: it waited for a lock or for a
+// free binder thread of the camera HAL's process.
+std::string SimRemote::Took(int64_t startUs) {
+    const int64_t tookUs = NowUs() - startUs;
+    return tookUs < kSlowCallUs
+               ? std::string()
+               : Printf(" (answered after %.3f s)", static_cast<double>(tookUs) / 1e6);
+}
+
 void SimRemote::Register() {
     const std::string serviceId = "W_" + mConfig.serviceId;
+    android::hardware::RemoteProcess::ThreadScope inRemote(mProcess.get());
+    const int64_t start = NowUs();
     const auto status =
         mService->registerVirtualChannelCallback(mConfig.deviceId, serviceId, mProxy);
-    Say(Printf("offers its camera: registerVirtualChannelCallback(%s, %s) -> %s",
+    Say(Printf("offers its camera: registerVirtualChannelCallback(%s, %s) -> %s%s",
                GetAnonyString(mConfig.deviceId).c_str(), GetAnonyString(serviceId).c_str(),
-               status.isOk() ? StatusName(status) : status.description().c_str()));
+               status.isOk() ? StatusName(status) : status.description().c_str(),
+               Took(start).c_str()));
+}
+
+void SimRemote::RegisterIn(int ms) {
+    mAnswers.Post(NowUs() + int64_t{ms} * 1000, [this] { Register(); });
+}
+
+void SimRemote::WithdrawIn(int ms) {
+    mAnswers.Post(NowUs() + int64_t{ms} * 1000, [this] { Unregister(); });
 }
 
 void SimRemote::Unregister() {
     if (Dead()) {
         return;
     }
+    android::hardware::RemoteProcess::ThreadScope inRemote(mProcess.get());
+    const int64_t start = NowUs();
     mService->unregisterVirtualChannelCallback(mConfig.deviceId, "W_" + mConfig.serviceId).isOk();
-    Say("withdraws its camera: unregisterVirtualChannelCallback");
+    Say("withdraws its camera: unregisterVirtualChannelCallback" + Took(start));
 }
 
 void SimRemote::Kill(const std::string& why) {
@@ -200,7 +222,13 @@ void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
     const StepReport& report = kReports[index];
     const VirCamOptRet code = ok ? report.ok : report.failed;
     Say(Printf("%s(%s, %s)", report.name, id.c_str(), OptRetName(code)));
+    android::hardware::RemoteProcess::ThreadScope inRemote(mProcess.get());
+    const int64_t start = NowUs();
     ((*mService).*report.report)(sessionId, code).isOk();
+    const std::string took = Took(start);
+    if (!took.empty()) {
+        Say(std::string(report.name) + " returned" + took);
+    }
 }
 
 android::hardware::Return<void> SimRemote::openControlSession(const hidl_string& /*deviceId*/,
@@ -412,6 +440,7 @@ void SimRemote::SendImage(PendingImage& image, bool flushed) {
         PaintFrame(image.mapping->data(), image.mapping->size(), image.stamp);
     }
     image.mapping.reset();
+    android::hardware::RemoteProcess::ThreadScope inRemote(mProcess.get());
     mService->onVirImageBufferDone(0, result).isOk();
 }
 

@@ -4,6 +4,7 @@
 // It fails on cue: no answer, a failure code, or death.
 #pragma once
 
+#include <hostproxy/HostProxyVirCameraChannel.h>
 #include <hostproxy/HostProxyVirCameraChannelCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
@@ -45,6 +46,9 @@ public:
 
     void Register();
     void Unregister();
+    // The same from the remote's own thread, `ms` from now; the caller goes on.
+    void RegisterIn(int ms);
+    void WithdrawIn(int ms);
     void Kill(const std::string& why);
     bool Dead() const { return mProcess->isDead(); }
     // Sessions this device opened that the library has not closed.
@@ -106,6 +110,8 @@ private:
     Recorder& mRecorder;
     android::sp<android::hardware::RemoteProcess> mProcess;
     android::sp<vircam::HostProxyVirCameraChannelCallback> mProxy;
+    static constexpr int64_t kSlowCallUs = 50 * 1000;
+    static std::string Took(int64_t startUs);
     DelayedRunner mAnswers;
 
     mutable std::mutex mLock;

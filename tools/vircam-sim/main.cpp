@@ -1,6 +1,7 @@
 // vircam-sim: a camera handover on a desk, with libvircam.so in the middle
 // and faults on demand. --help says how to use it.
 #include <android/log.h>
+#include <hidl/HidlRemote.h>
 #include <unistd.h>
 
 #include <climits>
@@ -104,6 +105,10 @@ int RunOne(const SimOptions& options) {
         return kExitUsage;
     }
     ApplyOverrides(options, scenario);
+    // Before any simulated process exists: each takes its pool's bound when made.
+    android::hardware::RemoteProcess::setDefaultBinderThreads(
+        static_cast<size_t>(options.binderThreads));
+    android::hardware::thisProcess()->setBinderThreads(static_cast<size_t>(options.binderThreads));
     Recorder recorder(stdout);
     RouteLibraryLog(recorder, options.log);
     if (!options.tracePath.empty()) {

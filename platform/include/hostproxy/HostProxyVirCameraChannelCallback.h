@@ -19,37 +19,67 @@ public:
 
 private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
+    template <typename... Results>
+    using ReplyOf = ::android::hardware::details::ReplyOf<Results...>;
 
 public:
+    // Every call crosses into the remote's process: the callee gets copies of
+    // the arguments that die when it returns; _cb results reach the caller
+    // after the callee has returned and only for the callback's duration.
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override {
-        return transact(__func__, [&] { return mImpl->openControlSession(deviceId, name, cb); });
+        return openSession(__func__, &IVirCameraChannelCallback::openControlSession, deviceId, name,
+                           cb);
     }
     Return<CameraStatus> closeControlSession(uint32_t id) override {
-        return transact(__func__, [&] { return mImpl->closeControlSession(id); });
+        return transactAcross(__func__, [&] { return mImpl->closeControlSession(id); });
     }
     Return<CameraStatus> configStream(uint32_t id, const hidl_vec<VirStream>& streams) override {
-        return transact(__func__, [&] { return mImpl->configStream(id, streams); });
+        return transactAcross(__func__, [&] { return mImpl->configStream(id, copyOf(streams)); });
     }
     Return<void> openDataSession(const hidl_string& deviceId, const hidl_string& name,
                                  openDataSession_cb cb) override {
-        return transact(__func__, [&] { return mImpl->openDataSession(deviceId, name, cb); });
+        return openSession(__func__, &IVirCameraChannelCallback::openDataSession, deviceId, name,
+                           cb);
     }
     Return<CameraStatus> closeDataSession(uint32_t id) override {
-        return transact(__func__, [&] { return mImpl->closeDataSession(id); });
+        return transactAcross(__func__, [&] { return mImpl->closeDataSession(id); });
     }
     Return<void> processCaptureRequest(uint32_t id, const hidl_vec<VirImageBuffer>& buffers,
                                        processCaptureRequest_cb cb) override {
-        return transact(__func__, [&] { return mImpl->processCaptureRequest(id, buffers, cb); });
+        ReplyOf<CameraStatus, uint32_t> reply;
+        Return<void> ret = transactAcross(__func__, [&] {
+            return mImpl->processCaptureRequest(id, copyOf(buffers), reply.sink());
+        });
+        if (ret.isOk()) {
+            reply.deliver(cb);
+        }
+        return ret;
     }
     Return<CameraStatus> processMetaRequest(uint32_t id, const VirMetaRequest& request) override {
-        return transact(__func__, [&] { return mImpl->processMetaRequest(id, request); });
+        return transactAcross(__func__,
+                              [&] { return mImpl->processMetaRequest(id, copyOf(request)); });
     }
     Return<void> reserved8() override {
-        return transact(__func__, [&] { return mImpl->reserved8(); });
+        return transactAcross(__func__, [&] { return mImpl->reserved8(); });
     }
     Return<CameraStatus> flush(uint32_t id) override {
-        return transact(__func__, [&] { return mImpl->flush(id); });
+        return transactAcross(__func__, [&] { return mImpl->flush(id); });
+    }
+
+private:
+    using OpenMethod = Return<void> (IVirCameraChannelCallback::*)(const hidl_string&,
+                                                                   const hidl_string&,
+                                                                   openControlSession_cb);
+    Return<void> openSession(const char* method, OpenMethod open, const hidl_string& deviceId,
+                             const hidl_string& name, const openControlSession_cb& cb) {
+        ReplyOf<CameraStatus, uint32_t> reply;
+        Return<void> ret = transactAcross(
+            method, [&] { return ((*mImpl).*open)(copyOf(deviceId), copyOf(name), reply.sink()); });
+        if (ret.isOk()) {
+            reply.deliver(cb);
+        }
+        return ret;
     }
 };
 

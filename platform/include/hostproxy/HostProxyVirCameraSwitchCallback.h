@@ -21,11 +21,15 @@ private:
     using CameraStatus = ::android::hardware::camera::common::V1_0::Status;
 
 public:
+    // Device management lives in a process of its own: its callback runs on
+    // that process's binder pool.
     Return<CameraStatus> notifySwitchOnResult(uint32_t seqNum, int32_t result) override {
-        return transact(__func__, [&] { return mImpl->notifySwitchOnResult(seqNum, result); });
+        return transactAcross(__func__,
+                              [&] { return mImpl->notifySwitchOnResult(seqNum, result); });
     }
     Return<CameraStatus> notifySwitchOffResult(uint32_t seqNum, int32_t result) override {
-        return transact(__func__, [&] { return mImpl->notifySwitchOffResult(seqNum, result); });
+        return transactAcross(__func__,
+                              [&] { return mImpl->notifySwitchOffResult(seqNum, result); });
     }
 };
 

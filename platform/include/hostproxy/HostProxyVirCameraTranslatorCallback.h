@@ -1,5 +1,8 @@
 // Host only: the proxy through which a process calls a remote IVirCameraTranslatorCallback
 // living in a RemoteProcess. (A device uses hidl-gen's BpHw class instead.)
+// The HAL reaches the translator inside its own process, so its calls stay
+// plain calls on the caller's thread with the caller's own arguments; the
+// proxy only adds the peer's death and injected transport failures.
 #pragma once
 
 #include <hidl/HidlRemote.h>
@@ -12,7 +15,7 @@ namespace camera {
 namespace vircamera {
 namespace V1_0 {
 
-class HostProxyVirCameraTranslatorCallback final
+class HostProxyVirCameraTranslatorCallback
     : public ::android::hardware::details::RemoteProxy<IVirCameraTranslatorCallback> {
 public:
     using RemoteProxy::RemoteProxy;
