@@ -1,0 +1,770 @@
+#include "SwitchModel.h"
+
+#include <algorithm>
+#include <functional>
+#include <sstream>
+
+namespace vircam_fuzz {
+
+namespace {
+
+constexpr size_t kMaxWorlds = 64;
+
+int32_t FailureCode(int stage) {
+    return stage == kControl ? 1 : stage == kConfig ? 101 : 201;
+}
+
+}  // namespace
+
+// One way things can have gone so far. Plain data, copied at each open race.
+struct World {
+    bool exact = true;
+    bool refuted = false;  // an intake answered otherwise than this world says
+    int32_t mode = kPhysical;
+    int32_t transMode = kPhysical;
+    int32_t transCamId = -1;
+    int32_t virCamCounter = 100;
+    bool property = false;
+    bool switchCb = true;
+    bool streams = true;
+    uint32_t seq = 0;
+    std::vector<ModelRemote> remotes;
+    std::vector<bool> linked;
+    std::array<int, kSlots> registry{};
+    std::map<int, ModelSession> sessions;  // by slot: the library's key order
+    std::vector<std::pair<int, uint32_t>> onQueue;
+    // The running switch-on: its step (a RemoteStep; kSteps while polling
+    // for streams) and when it wakes.
+    bool onRunning = false;
+    int onSlot = 0;
+    uint32_t onSeq = 0;
+    int stage = kControl;
+    bool polling = false;
+    Ns pollStart = 0;
+    Ns answerAt = kForever;
+    bool answerOk = true;
+    Ns deadline = kForever;
+    Ns wakeAt = kForever;
+    std::vector<int> deathsPending;  // slots whose death handler waits for the registry
+    // A stream reconfiguration waiting for its result, on the translator's
+    // stream lock.
+    bool reconfig = false;
+    int reconfigSlot = 0;
+    Ns reconfigAnswerAt = kForever;
+    bool reconfigAnswerOk = true;
+    Ns reconfigDeadline = kForever;
+    std::vector<std::function<void(World&, Ns)>> afterReconfig;
+    bool configStale = false;
+    std::vector<Result> results;
+
+    // Open races: replayed choices first, then new ones (0), with the other
+    // outcomes left for forks.
+    std::vector<int> preset;
+    size_t presetPos = 0;
+    std::vector<int> path;
+    std::vector<std::vector<int>>* forks = nullptr;
+
+    int Choose(int outcomes) {
+        int choice = 0;
+        if (presetPos < preset.size()) {
+            choice = preset[presetPos++];
+        } else if (forks != nullptr) {
+            for (int other = 1; other < outcomes; ++other) {
+                std::vector<int> fork = path;
+                fork.push_back(other);
+                forks->push_back(fork);
+            }
+        }
+        path.push_back(choice);
+        return choice;
+    }
+
+    int Newest(int slot) const {
+        for (int g = static_cast<int>(remotes.size()) - 1; g >= 0; --g) {
+            if (remotes[g].slot == slot) {
+                return g;
+            }
+        }
+        return -1;
+    }
+
+    // The result reaches device management if its callback is set; `racing`
+    // when a death handler may clear that callback at the same moment.
+    void Report(bool on, uint32_t seqNum, int32_t code, bool racing = false) {
+        if (!switchCb) {
+            return;
+        }
+        if (racing && Choose(2) == 1) {
+            return;
+        }
+        results.push_back({on, seqNum, code});
+    }
+
+    void CloseAt(int remote, const ModelSession& session) {
+        if (remote < 0 || !remotes[remote].alive) {
+            return;
+        }
+        remotes[remote].control.erase(session.control);
+        remotes[remote].data.erase(session.data);
+    }
+    // ClearChannelResource with the callback the registry holds.
+    void ClearChannel(int slot) {
+        auto it = sessions.find(slot);
+        if (it != sessions.end()) {
+            CloseAt(registry[slot], it->second);
+        }
+    }
+    // ClearChannelResource with a callback in hand.
+    void ClearWith(int remote, int slot) {
+        auto it = sessions.find(slot);
+        if (it != sessions.end()) {
+            CloseAt(remote, it->second);
+        }
+    }
+
+    // Switch-off, run by the switch-off worker at once: it never waits on time.
+    void DoSwitchOff(uint32_t seqNum, int slot, bool racing) {
+        if (mode == kPhysical) {
+            mode = kSwitching;
+        }
+        if (transMode == kVirtual) {
+            transMode = kPhysical;
+            transCamId = -1;
+            ClearChannel(slot);
+            DropLink(slot);
+            sessions.erase(slot);
+            Report(false, seqNum, 300, racing);
+            mode = kPhysical;
+            property = false;
+        } else {
+            Report(false, seqNum, 301, racing);
+            if (mode == kSwitching) {
+                mode = kVirtual;
+            }
+        }
+    }
+
+    void DropLink(int slot) {
+        for (size_t g = 0; g < remotes.size(); ++g) {
+            if (remotes[g].slot == slot) {
+                linked[g] = false;
+            }
+        }
+        registry[slot] = -1;
+    }
+
+    uint32_t IntakeOn(Ns t, int slot, int32_t* status) {
+        const uint32_t seqNum = ++seq;
+        if (mode != kPhysical || sessions.count(slot) != 0) {
+            *status = 1;
+            Report(true, seqNum, 301);
+            return seqNum;
+        }
+        *status = 0;
+        onQueue.emplace_back(slot, seqNum);
+        if (!onRunning) {
+            StartNextOn(t);
+        }
+        return seqNum;
+    }
+
+    uint32_t IntakeOff(int slot, int32_t* status, bool fromDeath) {
+        const uint32_t seqNum = ++seq;
+        *status = 0;
+        if (mode == kVirtual && sessions.count(slot) != 0) {
+            if (onRunning) {
+                exact = false;  // would wait for the switch-on: not generated
+            }
+            DoSwitchOff(seqNum, slot, fromDeath);
+        } else {
+            Report(false, seqNum, 300);
+        }
+        return seqNum;
+    }
+
+    // A remote process dies at t; its recipient (if still linked) queues a
+    // switch-off, then drops the channel's entries and the switch callback,
+    // after whatever step holds the registry.
+    void Death(Ns /*t*/, int remote) {
+        if (!remotes[remote].alive) {
+            return;
+        }
+        remotes[remote].alive = false;
+        remotes[remote].control.clear();
+        remotes[remote].data.clear();
+        if (!linked[remote]) {
+            return;
+        }
+        const int slot = remotes[remote].slot;
+        int32_t status = 0;
+        IntakeOff(slot, &status, true);
+        if (onRunning) {
+            deathsPending.push_back(slot);  // the running step holds the registry
+        } else {
+            DropLink(slot);
+            switchCb = false;
+        }
+    }
+
+    void ApplyPendingDeaths() {
+        for (int slot : deathsPending) {
+            DropLink(slot);
+            switchCb = false;
+        }
+        deathsPending.clear();
+    }
+
+    void StartNextOn(Ns t) {
+        if (onQueue.empty()) {
+            return;
+        }
+        onSlot = onQueue.back().first;
+        onSeq = onQueue.back().second;
+        onQueue.pop_back();
+        onRunning = true;
+        configStale = false;
+        if (mode == kPhysical) {
+            mode = kSwitching;
+        }
+        property = true;
+        if (!switchCb) {
+            Fallback(t);
+            return;
+        }
+        if (sessions.count(onSlot) != 0) {
+            ClearWith(registry[onSlot], onSlot);
+            sessions.erase(onSlot);
+        }
+        OpenStep(t, kControl);
+    }
+
+    // Step1 or Step3: open a session on the remote and wait for its result.
+    void OpenStep(Ns t, int step) {
+        if (step == kControl) {
+            ModelSession fresh;
+            fresh.remote = registry[onSlot];
+            sessions.emplace(onSlot, fresh);
+        }
+        const int remote = registry[onSlot];
+        if (remote < 0) {
+            Fallback(t);  // no report; the session stays
+            return;
+        }
+        ModelSession& session = sessions[onSlot];
+        ModelRemote& peer = remotes[remote];
+        if (!peer.alive) {
+            StepFailed(t, step, remote);
+            return;
+        }
+        const Answer answer = peer.script[step];
+        const uint32_t id = peer.nextId++;
+        if (answer == Answer::kDieOnCall) {
+            Death(t, remote);
+            StepFailed(t, step, remote);
+            return;
+        }
+        if (answer == Answer::kCallError) {
+            StepFailed(t, step, remote);
+            return;
+        }
+        (step == kControl ? peer.control : peer.data).insert(id);
+        (step == kControl ? session.control : session.data) = id;
+        session.remote = remote;
+        Await(t, step, answer);
+    }
+
+    void ConfigStep(Ns t) {
+        const int remote = registry[onSlot];
+        if (remote < 0) {
+            Fallback(t);
+            return;
+        }
+        if (!streams) {
+            polling = true;
+            pollStart = t;
+            stage = kConfig;
+            wakeAt = t + kPollAttempts * kPollInterval;
+            return;
+        }
+        ConfigCall(t);
+    }
+
+    void ConfigCall(Ns t) {
+        polling = false;
+        const int remote = registry[onSlot];
+        ModelRemote& peer = remotes[remote];
+        if (!peer.alive) {
+            StepFailed(t, kConfig, remote);
+            return;
+        }
+        const Answer answer = peer.script[kConfig];
+        if (answer == Answer::kDieOnCall) {
+            Death(t, remote);
+            StepFailed(t, kConfig, remote);
+            return;
+        }
+        if (answer == Answer::kCallError) {
+            StepFailed(t, kConfig, remote);
+            return;
+        }
+        Await(t, kConfig, answer);
+    }
+
+    void Await(Ns t, int step, Answer answer) {
+        stage = step;
+        if (answer == Answer::kBeforeReturn) {
+            sessions[onSlot].ok[step] = true;
+            StepDone(t);
+            return;
+        }
+        Ns delay = 0;
+        answerAt = DelayedAnswer(answer, &delay) ? t + delay : kForever;
+        answerOk = AnswerOk(answer);
+        Ns waitBegins = t;
+        if (reconfig && Choose(2) == 1) {
+            // Step waits may take turns with a reconfiguration's wait.
+            waitBegins = std::min(reconfigAnswerAt, reconfigDeadline);
+        }
+        deadline = waitBegins + kStepTimeout;
+        wakeAt = std::max(waitBegins, std::min(answerAt, deadline));
+    }
+
+    void OnWake(Ns t) {
+        if (polling) {
+            ConfigCall(t);
+            return;
+        }
+        bool answered = answerAt < deadline;
+        if (answerAt == deadline) {
+            answered = Choose(2) == 0;
+        }
+        if (answered) {
+            sessions[onSlot].ok[stage] = answerOk;
+        }
+        if (answered && answerOk) {
+            StepDone(t);
+        } else {
+            StepFailed(t, stage, sessions[onSlot].remote);
+        }
+    }
+
+    void StepFailed(Ns t, int step, int remote) {
+        Report(true, onSeq, FailureCode(step));
+        ClearWith(remote, onSlot);
+        sessions.erase(onSlot);
+        ApplyPendingDeaths();
+        Fallback(t);
+    }
+
+    void StepDone(Ns t) {
+        wakeAt = kForever;
+        if (!deathsPending.empty()) {
+            exact = false;  // the next step races the death handler for the registry
+            ApplyPendingDeaths();
+        }
+        if (stage == kControl) {
+            ConfigStep(t);
+        } else if (stage == kConfig) {
+            OpenStep(t, kData);
+        } else {
+            SwitchTranslator(t);
+        }
+    }
+
+    void SwitchTranslator(Ns t) {
+        const int32_t id = ++virCamCounter;
+        sessions[onSlot].virCamId = id;
+        transMode = kVirtual;
+        transCamId = id;
+        Report(true, onSeq, 300);
+        for (auto it = sessions.begin(); it != sessions.end();) {
+            if (it->first != onSlot) {
+                ClearChannel(it->first);
+                it = sessions.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        if (mode == kSwitching) {
+            mode = kVirtual;
+        }
+        End(t);
+    }
+
+    void Fallback(Ns t) {
+        mode = kPhysical;
+        property = false;
+        End(t);
+    }
+
+    void End(Ns t) {
+        wakeAt = kForever;
+        polling = false;
+        configStale = false;
+        onRunning = false;
+        ApplyPendingDeaths();
+        StartNextOn(t);
+    }
+
+    int SessionOfCamera(int32_t camId) const {
+        for (const auto& [slot, session] : sessions) {
+            if (session.virCamId == camId) {
+                return slot;
+            }
+        }
+        return -1;
+    }
+
+    // The pipeline backs up its streams; the translator's stream lock is held
+    // through a running reconfiguration's wait.
+    void Backup(Ns t) {
+        if (reconfig) {
+            afterReconfig.push_back([](World& w, Ns at) { w.Backup(at); });
+            return;
+        }
+        streams = true;
+        if (onRunning && polling) {
+            const Ns since = t - pollStart;
+            const Ns fetches = (since + kPollInterval - 1) / kPollInterval;
+            if (fetches + 1 <= kPollAttempts) {
+                wakeAt = pollStart + (fetches + 1) * kPollInterval;
+            }
+        }
+        if (transMode != kVirtual) {
+            return;
+        }
+        const int slot = SessionOfCamera(transCamId);
+        if (slot < 0) {
+            return;
+        }
+        const int remote = registry[slot];
+        if (remote < 0) {
+            return;
+        }
+        ModelRemote& peer = remotes[remote];
+        const Answer answer = peer.script[kConfig];
+        if (!peer.alive || answer == Answer::kCallError || answer == Answer::kDieOnCall) {
+            if (peer.alive && answer == Answer::kDieOnCall) {
+                // The death's switch-off races the undo's erasing of the session.
+                if (Choose(2) == 1) {
+                    ClearWith(remote, slot);
+                    sessions.erase(slot);
+                    Death(t, remote);
+                    return;
+                }
+                Death(t, remote);
+            }
+            ClearWith(remote, slot);
+            sessions.erase(slot);
+            return;
+        }
+        if (onRunning) {
+            exact = false;  // a reconfiguration while a switch-on runs: not modelled
+        }
+        if (answer == Answer::kBeforeReturn) {
+            sessions[slot].ok[kConfig] = true;
+            configStale = true;
+            return;
+        }
+        if (configStale && Choose(2) == 1) {
+            // The returned-flag of an earlier result is still set: no wait.
+            if (!sessions[slot].ok[kConfig]) {
+                ClearChannel(slot);
+                sessions.erase(slot);
+            }
+            return;
+        }
+        Ns delay = 0;
+        reconfig = true;
+        reconfigSlot = slot;
+        reconfigAnswerAt = DelayedAnswer(answer, &delay) ? t + delay : kForever;
+        reconfigAnswerOk = AnswerOk(answer);
+        reconfigDeadline = t + kStepTimeout;
+        if (delay == 0 && reconfigAnswerAt == t) {
+            configStale = Choose(2) == 1;  // the result may come before the wait
+        }
+    }
+
+    void ReconfigEnd(Ns t) {
+        bool answered = reconfigAnswerAt < reconfigDeadline;
+        if (reconfigAnswerAt == reconfigDeadline) {
+            answered = Choose(2) == 0;
+        }
+        reconfig = false;
+        const int slot = reconfigSlot;
+        if (sessions.count(slot) != 0) {
+            if (answered) {
+                sessions[slot].ok[kConfig] = reconfigAnswerOk;
+            }
+            if (!answered || !reconfigAnswerOk) {
+                ClearChannel(slot);
+                sessions.erase(slot);
+            }
+        }
+        auto after = std::move(afterReconfig);
+        afterReconfig.clear();
+        for (auto& op : after) {
+            op(*this, t);
+        }
+    }
+
+    void DoClose(Ns /*t*/) {
+        if (reconfig) {
+            afterReconfig.push_back([](World& w, Ns at) { w.DoClose(at); });
+            return;
+        }
+        streams = false;
+        mode = kPhysical;
+        property = false;
+        const int slot = SessionOfCamera(transCamId);
+        if (slot >= 0) {
+            if (onRunning && slot == onSlot) {
+                exact = false;  // waits for the step's registry lock, then races the next step
+            }
+            ClearChannel(slot);
+            sessions.erase(slot);
+            registry[slot] = -1;
+        }
+        transMode = kPhysical;
+        transCamId = -1;
+    }
+
+    void RunBefore(Ns t) {
+        for (;;) {
+            const Ns worker = onRunning ? wakeAt : kForever;
+            const Ns pipeline = reconfig ? std::min(reconfigAnswerAt, reconfigDeadline) : kForever;
+            const Ns next = std::min(worker, pipeline);
+            if (next >= t) {
+                if (next == t && t < kForever) {
+                    exact = false;  // the driver acts on an instant the library also does
+                }
+                return;
+            }
+            if (worker == pipeline) {
+                exact = false;
+            }
+            if (worker <= pipeline) {
+                OnWake(worker);
+            } else {
+                ReconfigEnd(pipeline);
+            }
+        }
+    }
+};
+
+SwitchModel::SwitchModel() = default;
+
+SwitchModel::~SwitchModel() {
+    for (World* world : mWorlds) {
+        delete world;
+    }
+}
+
+void SwitchModel::Reset(uint32_t lastSeq,
+                        const std::array<std::array<Answer, kSteps>, kSlots>& scripts,
+                        const std::array<uint32_t, kSlots>& firstIds) {
+    for (World* world : mWorlds) {
+        delete world;
+    }
+    mWorlds.clear();
+    mGenerations.clear();
+    auto* world = new World();
+    world->seq = lastSeq;
+    for (int slot = 0; slot < kSlots; ++slot) {
+        ModelRemote remote;
+        remote.slot = slot;
+        remote.nextId = firstIds[slot];
+        remote.script = scripts[slot];
+        world->remotes.push_back(remote);
+        world->linked.push_back(true);
+        world->registry[slot] = slot;
+        mGenerations.push_back(slot);
+    }
+    mWorlds.push_back(world);
+}
+
+// Runs `fn` on every world; each open race it meets forks the world from
+// where it stood before `fn`, replaying the same choices up to the race.
+template <typename Fn>
+void SwitchModel::ForEach(Fn&& fn) {
+    std::vector<World*> next;
+    bool overflow = false;
+    for (World* world : mWorlds) {
+        const World before = *world;
+        std::vector<std::vector<int>> forks;
+        std::vector<World*> pending{world};
+        world->preset.clear();
+        bool first = true;
+        while (!pending.empty() || !forks.empty()) {
+            World* current = nullptr;
+            if (first) {
+                current = pending.back();
+                pending.pop_back();
+                first = false;
+            } else {
+                current = new World(before);
+                current->preset = forks.back();
+                forks.pop_back();
+            }
+            current->presetPos = 0;
+            current->path.clear();
+            current->forks = &forks;
+            fn(*current);
+            current->forks = nullptr;
+            current->preset.clear();
+            if (next.size() < kMaxWorlds) {
+                next.push_back(current);
+            } else {
+                overflow = true;
+                delete current;
+            }
+        }
+    }
+    if (overflow && !next.empty()) {
+        next.back()->exact = false;
+    }
+    mWorlds.swap(next);
+}
+
+void SwitchModel::AdvanceTo(Ns t) {
+    ForEach([t](World& w) { w.RunBefore(t); });
+}
+
+bool SwitchModel::Switching() const {
+    return std::any_of(mWorlds.begin(), mWorlds.end(),
+                       [](const World* w) { return w->onRunning || !w->onQueue.empty(); });
+}
+
+bool SwitchModel::Reconfiguring() const {
+    return std::any_of(mWorlds.begin(), mWorlds.end(), [](const World* w) { return w->reconfig; });
+}
+
+void SwitchModel::SwitchOn(Ns t, int slot, int32_t status, uint32_t seq) {
+    ForEach([&](World& w) {
+        int32_t predicted = 0;
+        if ((w.IntakeOn(t, slot, &predicted) != seq || predicted != status) && w.exact) {
+            w.refuted = true;
+            w.seq = seq;
+        }
+    });
+}
+
+void SwitchModel::SwitchOff(Ns /*t*/, int slot, int32_t status, uint32_t seq) {
+    ForEach([&](World& w) {
+        int32_t predicted = 0;
+        if ((w.IntakeOff(slot, &predicted, false) != seq || predicted != status) && w.exact) {
+            w.refuted = true;
+            w.seq = seq;
+        }
+    });
+}
+
+void SwitchModel::SetScript(int slot, RemoteStep step, Answer answer) {
+    ForEach([&](World& w) { w.remotes[w.Newest(slot)].script[step] = answer; });
+}
+
+void SwitchModel::Kill(Ns t, int slot) {
+    ForEach([&](World& w) { w.Death(t, w.Newest(slot)); });
+}
+
+void SwitchModel::Replace(Ns /*t*/, int slot, uint32_t firstId) {
+    mGenerations.push_back(slot);
+    ForEach([&](World& w) {
+        ModelRemote remote;
+        remote.slot = slot;
+        remote.nextId = firstId;
+        remote.script = w.remotes[w.Newest(slot)].script;
+        for (size_t g = 0; g < w.remotes.size(); ++g) {
+            if (w.remotes[g].slot == slot) {
+                w.linked[g] = false;
+            }
+        }
+        w.remotes.push_back(remote);
+        w.linked.push_back(true);
+        w.registry[slot] = static_cast<int>(w.remotes.size()) - 1;
+    });
+}
+
+void SwitchModel::RegisterSwitchCallback(Ns /*t*/) {
+    ForEach([](World& w) { w.switchCb = true; });
+}
+
+void SwitchModel::Reconfigure(Ns t) {
+    ForEach([t](World& w) { w.Backup(t); });
+}
+
+void SwitchModel::Close(Ns t) {
+    ForEach([t](World& w) { w.DoClose(t); });
+}
+
+void SwitchModel::Finish() {
+    AdvanceTo(kForever);
+}
+
+bool SwitchModel::Exact() const {
+    return std::all_of(mWorlds.begin(), mWorlds.end(), [](const World* w) { return w->exact; });
+}
+
+namespace {
+
+std::string Describe(const std::vector<Result>& results) {
+    std::ostringstream out;
+    for (const Result& r : results) {
+        out << (r.on ? " on" : " off") << "(" << r.seq << ")=" << r.code;
+    }
+    return out.str();
+}
+
+}  // namespace
+
+std::string SwitchModel::Check(const Observed& observed) const {
+    std::vector<Result> seen = observed.results;
+    std::sort(seen.begin(), seen.end());
+    std::string closest;
+    for (const World* w : mWorlds) {
+        if (w->refuted) {
+            if (closest.empty()) {
+                closest = "an intake answered otherwise";
+            }
+            continue;
+        }
+        if (!w->exact) {
+            return "";
+        }
+        std::vector<Result> expected = w->results;
+        std::sort(expected.begin(), expected.end());
+        std::ostringstream why;
+        if (expected != seen) {
+            why << "results: expected" << Describe(expected) << ", saw" << Describe(seen);
+        } else if (w->mode != observed.mode || w->transMode != observed.translatorMode ||
+                   w->property != observed.property) {
+            why << "state: expected mode " << w->mode << ", translator " << w->transMode
+                << ", property " << w->property << "; saw " << observed.mode << ", "
+                << observed.translatorMode << ", " << observed.property;
+        } else {
+            for (size_t g = 0; g < w->remotes.size() && g < observed.alive.size(); ++g) {
+                if (!observed.alive[g] || !w->remotes[g].alive) {
+                    continue;
+                }
+                if (w->remotes[g].control != observed.openControl[g] ||
+                    w->remotes[g].data != observed.openData[g]) {
+                    why << "remote generation " << g << " (slot " << w->remotes[g].slot
+                        << "): expected " << w->remotes[g].control.size() << "+"
+                        << w->remotes[g].data.size() << " sessions open, saw "
+                        << observed.openControl[g].size() << "+" << observed.openData[g].size();
+                    break;
+                }
+            }
+        }
+        if (why.str().empty()) {
+            return "";
+        }
+        if (closest.empty()) {
+            closest = why.str();
+        }
+    }
+    return closest.empty() ? "no world left" : closest + " (" + std::to_string(mWorlds.size()) +
+                                                   " worlds)";
+}
+
+}  // namespace vircam_fuzz
