@@ -1,15 +1,16 @@
 // Waiting for a remote channel's asynchronous results, and recording them.
 //
-// No result is lost: the waiter takes the step's mutex, then the async-info
-// mutex, and checks the step's returned-flag before it sleeps; a notifier
-// takes the step's mutex first, so it either runs before the waiter (and sets
-// the flag, its try_lock winning) or while the waiter sleeps (its try_lock
-// failing, it only signals).
+// No result is lost: a waiter looks at its step's returned-flag and goes to
+// sleep under the step's own mutex, which a notifier holds for its whole
+// call. A result that comes first is flagged; one that comes while the waiter
+// sleeps is handed to it (AwaitedResult). Waiters of other steps never stand
+// in the way.
 #include <chrono>
 
 #include "streamchange/StreamChangeConstants.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "utils/Anonymize.h"
+#include "utils/VirCamClock.h"
 #include "utils/VirCamLog.h"
 
 namespace pelcamera {
@@ -62,16 +63,6 @@ constexpr ResultNotice kOpenDataNotice = {
     "%s: the channel open data session failed, SessionId: %s, ret: %d",
     "%s: the channel open data session success"};
 
-// The one place where a step's mutex is taken while the async-info mutex is
-// held: on waking, the wait takes its step's mutex back with the async-info
-// mutex still held (see above). Kept out of line and alone so that the
-// sanitizer's suppression of that inverted order can name just this frame.
-[[gnu::noinline]] std::cv_status SleepHoldingAsyncInfo(std::unique_lock<std::mutex>& step,
-                                                       std::condition_variable& cond,
-                                                       int32_t timeoutSeconds) {
-    return cond.wait_for(step, std::chrono::seconds(timeoutSeconds));
-}
-
 const char* NoWaitMessage(SwitchStep step) {
     switch (step) {
         case OPEN_CONTROL_SESSION:
@@ -87,18 +78,18 @@ const char* NoWaitMessage(SwitchStep step) {
 
 }  // namespace
 
-bool* VirCameraChannelForStreamChange::ReturnedFlag(SwitchStep step) {
+AwaitedResult& VirCameraChannelForStreamChange::ResultOf(SwitchStep step) {
     switch (step) {
         case OPEN_CONTROL_SESSION:
-            return &mOpenCtrlSessionReturned;
+            return mOpenCtrlSession;
         case CONFIG_STREAM:
-            return &mConfigStreamReturned;
+            return mConfigStream;
         case OPEN_DATA_SESSION:
-            return &mOpenDataSessionReturned;
+            return mOpenDataSession;
         case HAL_INIT:
-            return &mHalInitDone;
+            break;
     }
-    return nullptr;
+    return mHalInit;
 }
 
 void VirCameraChannelForStreamChange::ReleaseChannelOpt() {
@@ -116,40 +107,36 @@ void VirCameraChannelForStreamChange::ReleaseChannelOpt() {
     }
 }
 
-// One wait, no predicate loop: any wake-up counts as the result having come;
-// the session's flag then tells success from failure. The HAL-init wait never
-// looks at its flag.
+// The HAL-init wait never looks at its flag: only a notification that comes
+// while it sleeps ends it early.
 int32_t VirCameraChannelForStreamChange::WaitForChannelOptReturnLocked(
-    std::unique_lock<std::mutex>& lock, std::condition_variable& cond, int32_t timeoutSeconds,
-    SwitchStep step) {
-    std::lock_guard<std::mutex> asyncInfo(mAsyncTaskInfoMutex);
+    std::unique_lock<std::mutex>& lock, AwaitedResult& result, AwaitedResult::Subject subject,
+    int32_t timeoutSeconds, SwitchStep step) {
     const char* noWait = NoWaitMessage(step);
-    if (noWait != nullptr && *ReturnedFlag(step)) {
+    if (noWait != nullptr && result.returned) {
         kStreamChangeLog.I(noWait, __func__);
         return 0;
     }
+    const VirCamClock::TimePoint deadline = Clock().Now() + std::chrono::seconds(timeoutSeconds);
     ReleaseChannelOpt();
-    const std::cv_status status = SleepHoldingAsyncInfo(lock, cond, timeoutSeconds);
+    const bool delivered = result.SleepUntil(lock, subject, deadline);
     ReacquireChannelOpt();
-    if (status == std::cv_status::timeout) {
+    if (!delivered) {
         VIRCAM_LOGE(kStreamChangeLog, "%s: async channel operation timeout");
         return -1;
     }
     return 0;
 }
 
-void VirCameraChannelForStreamChange::FlagReturned(const char* caller, SwitchStep step,
-                                                   std::condition_variable& cond) {
-    // A waiter holds the async-info lock for its whole wait: blocking here
-    // would deadlock against it, hence only a try.
-    if (mAsyncTaskInfoMutex.try_lock()) {
-        std::lock_guard<std::mutex> asyncInfo(mAsyncTaskInfoMutex, std::adopt_lock);
-        kStreamChangeLog.I("%s: get async task info lock", caller);
-        *ReturnedFlag(step) = true;
-    } else {
+// The texts say whether a waiter was asleep for this result: the notifier
+// then wakes it, else it leaves the flag for the wait still to come.
+void VirCameraChannelForStreamChange::FlagReturned(const char* caller, AwaitedResult& result,
+                                                   AwaitedResult::Subject subject) {
+    if (result.Deliver(subject)) {
         kStreamChangeLog.I("%s: main task waiting on, notify it", caller);
+    } else {
+        kStreamChangeLog.I("%s: get async task info lock", caller);
     }
-    cond.notify_one();
 }
 
 bool VirCameraChannelForStreamChange::SessionFlag(const std::shared_ptr<VirCamSession>& session,
@@ -160,28 +147,28 @@ bool VirCameraChannelForStreamChange::SessionFlag(const std::shared_ptr<VirCamSe
 
 Return<void> VirCameraChannelForStreamChange::notifyOpenControlSessionResult(
     uint32_t sessionId, vircam::VirCamOptRet ret) {
-    std::lock_guard<std::mutex> step(mOpenCtrlSessionMutex);
-    RecordResult(kOpenCtrlNotice, sessionId, ret, mOpenCtrlSessionCond);
+    std::lock_guard<std::mutex> step(mOpenCtrlSession.mutex);
+    RecordResult(kOpenCtrlNotice, sessionId, ret, mOpenCtrlSession);
     return ::android::hardware::Void();
 }
 
 Return<void> VirCameraChannelForStreamChange::notifyConfigStreamResult(uint32_t sessionId,
                                                                        vircam::VirCamOptRet ret) {
-    std::lock_guard<std::mutex> step(mConfigStreamMutex);
-    RecordResult(kConfigStreamNotice, sessionId, ret, mConfigStreamCond);
+    std::lock_guard<std::mutex> step(mConfigStream.mutex);
+    RecordResult(kConfigStreamNotice, sessionId, ret, mConfigStream);
     return ::android::hardware::Void();
 }
 
 Return<void> VirCameraChannelForStreamChange::notifyOpenDataSessionResult(
     uint32_t sessionId, vircam::VirCamOptRet ret) {
-    std::lock_guard<std::mutex> step(mOpenDataSessionMutex);
-    RecordResult(kOpenDataNotice, sessionId, ret, mOpenDataSessionCond);
+    std::lock_guard<std::mutex> step(mOpenDataSession.mutex);
+    RecordResult(kOpenDataNotice, sessionId, ret, mOpenDataSession);
     return ::android::hardware::Void();
 }
 
 void VirCameraChannelForStreamChange::RecordResult(const ResultNotice& notice, uint32_t sessionId,
                                                    vircam::VirCamOptRet ret,
-                                                   std::condition_variable& cond) {
+                                                   AwaitedResult& result) {
     const int32_t code = static_cast<int32_t>(ret);
     const std::string anonyId = GetAnonyInt32(static_cast<int32_t>(sessionId));
     std::shared_ptr<VirCamSession> session = GetVirCamSessionBySessionId(sessionId, notice.lookup);
@@ -204,7 +191,7 @@ void VirCameraChannelForStreamChange::RecordResult(const ResultNotice& notice, u
         std::lock_guard<std::mutex> lock(mSessionMutex);
         (*session).*notice.flag = ok;
     }
-    FlagReturned(notice.name, notice.step, cond);
+    FlagReturned(notice.name, result, session.get());
 }
 
 // What a step waits for and how it reports a missing or failed result.
@@ -234,9 +221,10 @@ constexpr StepWait kOpenDataWait = {
 // True when the step's result came and the session records success; the
 // caller keeps the step's lock for whatever undo follows.
 bool VirCameraChannelForStreamChange::AwaitStepResult(
-    const char* caller, std::unique_lock<std::mutex>& lock, std::condition_variable& cond,
+    const char* caller, std::unique_lock<std::mutex>& lock, AwaitedResult& result,
     const StepWait& wait, const std::shared_ptr<VirCamSession>& session) {
-    if (WaitForChannelOptReturnLocked(lock, cond, kChannelOptTimeoutSeconds, wait.step) != 0) {
+    if (WaitForChannelOptReturnLocked(lock, result, session.get(), kChannelOptTimeoutSeconds,
+                                      wait.step) != 0) {
         kStreamChangeLog.E(wait.timedOut, caller, -1);
         return false;
     }
@@ -250,9 +238,9 @@ bool VirCameraChannelForStreamChange::AwaitStepResult(
 bool VirCameraChannelForStreamChange::AfterOpenCtrSession(
     uint32_t seqNum, const ChannelKey& key, const sp<vircam::IVirCameraChannelCallback>& callback,
     std::shared_ptr<VirCamSession>& session) {
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mOpenCtrlSessionMutex);
-    if (AwaitStepResult(__func__, lock, mOpenCtrlSessionCond, kOpenCtrlWait, session)) {
+    std::unique_lock<std::mutex> lock(mOpenCtrlSession.mutex);
+    android::base::ScopedLockAssertion held(mOpenCtrlSession.mutex);
+    if (AwaitStepResult(__func__, lock, mOpenCtrlSession, kOpenCtrlWait, session)) {
         return true;
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONTROL);
@@ -271,9 +259,9 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
         NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
         return UndoSwitchStep(callback, key);
     }
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mConfigStreamMutex);
-    if (AwaitStepResult(__func__, lock, mConfigStreamCond, kConfigStreamWait, session)) {
+    std::unique_lock<std::mutex> lock(mConfigStream.mutex);
+    android::base::ScopedLockAssertion held(mConfigStream.mutex);
+    if (AwaitStepResult(__func__, lock, mConfigStream, kConfigStreamWait, session)) {
         return true;
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
@@ -283,9 +271,9 @@ bool VirCameraChannelForStreamChange::DealConfigStreamResult(
 bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
     uint32_t seqNum, const sp<vircam::IVirCameraChannelCallback>& callback, const ChannelKey& key,
     const std::shared_ptr<VirCamSession>& session) {
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mOpenDataSessionMutex);
-    if (AwaitStepResult(__func__, lock, mOpenDataSessionCond, kOpenDataWait, session)) {
+    std::unique_lock<std::mutex> lock(mOpenDataSession.mutex);
+    android::base::ScopedLockAssertion held(mOpenDataSession.mutex);
+    if (AwaitStepResult(__func__, lock, mOpenDataSession, kOpenDataWait, session)) {
         return true;
     }
     NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_DATA);
@@ -295,9 +283,9 @@ bool VirCameraChannelForStreamChange::DealOpenDataSessionResult(
 // A stream reconfiguration of a running virtual camera waits as Step2 does.
 bool VirCameraChannelForStreamChange::AwaitReconfiguration(
     const std::shared_ptr<VirCamSession>& session) {
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mConfigStreamMutex);
-    return AwaitStepResult("ConfigureStreams", lock, mConfigStreamCond, kConfigStreamWait, session);
+    std::unique_lock<std::mutex> lock(mConfigStream.mutex);
+    android::base::ScopedLockAssertion held(mConfigStream.mutex);
+    return AwaitStepResult("ConfigureStreams", lock, mConfigStream, kConfigStreamWait, session);
 }
 
 // Every failed step releases what the remote opened and forgets the session;

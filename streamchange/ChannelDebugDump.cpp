@@ -47,6 +47,15 @@ std::string SessionIdText(uint32_t id) {
     return id == 0 ? "none" : GetAnonyUInt32(id);
 }
 
+// "yes" or "no" for a result's flag, "busy" when its step holds it.
+const char* ReturnedText(AwaitedResult& result, const DumpDeadline& deadline) {
+    if (!deadline.TryLock(result.mutex)) {
+        return "busy";
+    }
+    std::lock_guard<std::mutex> lock(result.mutex, std::adopt_lock);
+    return YesNo(result.returned);
+}
+
 std::string VirCamIdText(int32_t id) {
     return id < 0 ? "none" : std::to_string(id);
 }
@@ -165,17 +174,11 @@ void VirCameraChannelForStreamChange::DumpSwitching(std::string& out,
     } else {
         AppendFormat(out, "next virtual camera id: %s\n", BusyText().c_str());
     }
-    // A step holds this one through its whole wait for the remote.
-    if (deadline.TryLock(mAsyncTaskInfoMutex)) {
-        std::lock_guard<std::mutex> lock(mAsyncTaskInfoMutex, std::adopt_lock);
-        AppendFormat(out,
-                     "HAL init done: %s (results returned: control %s, configuration %s, "
-                     "data %s)\n",
-                     YesNo(mHalInitDone), YesNo(mOpenCtrlSessionReturned),
-                     YesNo(mConfigStreamReturned), YesNo(mOpenDataSessionReturned));
-    } else {
-        AppendFormat(out, "HAL init done: %s\n", BusyText().c_str());
-    }
+    // A step holds its own mutex through the undo that follows a failure.
+    AppendFormat(out,
+                 "HAL init done: %s (results returned: control %s, configuration %s, data %s)\n",
+                 ReturnedText(mHalInit, deadline), ReturnedText(mOpenCtrlSession, deadline),
+                 ReturnedText(mConfigStream, deadline), ReturnedText(mOpenDataSession, deadline));
     if (deadline.TryLock(mPhysicalCameraIdMutex)) {
         std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex, std::adopt_lock);
         AppendFormat(out, "physical camera id: %s\n",

@@ -1,5 +1,7 @@
 #include "streamchange/SwitchHistory.h"
 
+#include "utils/VirCamClock.h"
+
 namespace pelcamera {
 
 const char* SwitchPhaseName(SwitchPhase phase) {
@@ -79,11 +81,11 @@ SwitchRecord* SwitchHistory::FindLocked(uint32_t seqNum) {
 void SwitchHistory::EnterPhaseLocked(uint32_t seqNum, SwitchPhase phase) {
     mRunning.seqNum = seqNum;
     mRunning.phase = phase;
-    mPhaseStart = std::chrono::steady_clock::now();
+    mPhaseStart = Clock().Now();
 }
 
 SwitchHistory::Sequence::Sequence(SwitchHistory& history, uint32_t seqNum, bool switchOn)
-    : mHistory(history), mSeqNum(seqNum), mStart(std::chrono::steady_clock::now()) {
+    : mHistory(history), mSeqNum(seqNum), mStart(Clock().Now()) {
     std::lock_guard<std::mutex> lock(mHistory.mLock);
     int32_t& queued = mHistory.mQueued[switchOn ? 1 : 0];
     queued = queued > 0 ? queued - 1 : 0;
@@ -97,7 +99,7 @@ SwitchHistory::Sequence::Sequence(SwitchHistory& history, uint32_t seqNum, bool 
 }
 
 SwitchHistory::Sequence::~Sequence() {
-    const auto total = std::chrono::steady_clock::now() - mStart;
+    const auto total = Clock().Now() - mStart;
     std::lock_guard<std::mutex> lock(mHistory.mLock);
     mHistory.mRunning.active = false;
     SwitchRecord* record = mHistory.FindLocked(mSeqNum);
@@ -118,7 +120,7 @@ void SwitchHistory::PhaseClock::Enter(SwitchPhase phase) {
     EndCurrent();
     mInPhase = true;
     mPhase = phase;
-    mStart = std::chrono::steady_clock::now();
+    mStart = Clock().Now();
     std::lock_guard<std::mutex> lock(mHistory.mLock);
     mHistory.EnterPhaseLocked(mSeqNum, phase);
 }
@@ -129,7 +131,7 @@ void SwitchHistory::PhaseClock::EndCurrent() {
         return;
     }
     mInPhase = false;
-    const auto duration = std::chrono::steady_clock::now() - mStart;
+    const auto duration = Clock().Now() - mStart;
     std::lock_guard<std::mutex> lock(mHistory.mLock);
     SwitchRecord* record = mHistory.FindLocked(mSeqNum);
     if (record != nullptr) {
@@ -147,7 +149,7 @@ RunningSwitch SwitchHistory::Running() const {
     std::lock_guard<std::mutex> lock(mLock);
     RunningSwitch running = mRunning;
     if (running.active) {
-        running.inPhase = std::chrono::steady_clock::now() - mPhaseStart;
+        running.inPhase = Clock().Now() - mPhaseStart;
     }
     return running;
 }

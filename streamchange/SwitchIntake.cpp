@@ -271,9 +271,10 @@ bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
         VIRCAM_LOGD(kStreamChangeLog, "%s: callback already register");
         return true;
     }
-    std::lock_guard<std::mutex> waiter(mStepWaiterMutex);
-    std::unique_lock<std::mutex> lock(mHalInitMutex);
-    if (WaitForChannelOptReturnLocked(lock, mHalInitCond, kHalInitTimeoutSeconds, HAL_INIT) == 0) {
+    std::unique_lock<std::mutex> lock(mHalInit.mutex);
+    android::base::ScopedLockAssertion held(mHalInit.mutex);
+    if (WaitForChannelOptReturnLocked(lock, mHalInit, nullptr, kHalInitTimeoutSeconds, HAL_INIT) ==
+        0) {
         return true;
     }
     VIRCAM_LOGE(kStreamChangeLog, "%s: wait for hal init timeout, return: %d", -1);
@@ -282,16 +283,17 @@ bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
 }
 
 void VirCameraChannelForStreamChange::SetHalInitStatus() {
-    std::lock_guard<std::mutex> lock(mHalInitMutex);
-    FlagReturned(__func__, HAL_INIT, mHalInitCond);
+    std::lock_guard<std::mutex> lock(mHalInit.mutex);
+    FlagReturned(__func__, mHalInit, nullptr);
 }
 
+// Each flag under its own step's mutex, one at a time.
 void VirCameraChannelForStreamChange::ClearReturnedFlags() {
-    std::lock_guard<std::mutex> lock(mAsyncTaskInfoMutex);
-    mOpenCtrlSessionReturned = false;
-    mConfigStreamReturned = false;
-    mOpenDataSessionReturned = false;
-    mHalInitDone = false;
+    for (AwaitedResult* result :
+         {&mOpenCtrlSession, &mConfigStream, &mOpenDataSession, &mHalInit}) {
+        std::lock_guard<std::mutex> lock(result->mutex);
+        result->returned = false;
+    }
 }
 
 }  // namespace pelcamera

@@ -1,11 +1,12 @@
 // Moving the camera from the local sensor to a remote channel, step by step;
 // every failing step reports its code and undoes what it opened.
-#include <unistd.h>
+#include <chrono>
 
 #include "streamchange/StreamChangeConstants.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "translator/CVirtualSwitchCameraTranslator.h"
 #include "utils/Anonymize.h"
+#include "utils/VirCamClock.h"
 #include "utils/VirCamLog.h"
 
 namespace pelcamera {
@@ -15,7 +16,7 @@ namespace {
 constexpr int32_t kHalPixelFormatImplementationDefined = 34;
 constexpr int32_t kHalPixelFormatYv12 = 0x32315659;
 constexpr int32_t kStreamPollAttempts = 300;
-constexpr useconds_t kStreamPollIntervalUs = 5000;
+constexpr std::chrono::milliseconds kStreamPollInterval{5};
 
 // What an open call on the remote returned.
 struct OpenReply {
@@ -176,7 +177,7 @@ hidl_vec<vircam::VirStream> VirCameraChannelForStreamChange::WaitForCachedConfig
     for (int32_t attempt = 1; snapshot == nullptr && attempt <= kStreamPollAttempts; ++attempt) {
         snapshot = mCamTrans->ConfigStreamsSnapshot();
         kStreamChangeLog.W("%s: wait for configstream %d times", "ConfigStream", attempt);
-        usleep(kStreamPollIntervalUs);
+        Clock().SleepFor(kStreamPollInterval);
     }
     return snapshot == nullptr ? hidl_vec<vircam::VirStream>() : *snapshot;
 }

@@ -15,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "streamchange/AwaitedResult.h"
 #include "streamchange/SwitchHistory.h"
 #include "streamchange/SwitchTask.h"
 #include "streamchange/VirCamSession.h"
@@ -52,11 +53,9 @@ using ChannelKey = std::pair<std::string, std::string>;
 //      translator; the pipeline's own calls start here
 //   3. mChannelCallbackMutex                       the remote channel registry
 //   4. either mDeathRecipientMutex,
-//      or, for a waiter, mStepWaiterMutex and then a step mutex
-//      (mOpenCtrlSessionMutex, mConfigStreamMutex, mOpenDataSessionMutex;
-//      mHalInitMutex for the HAL-init wait); a result notifier takes only
-//      the step mutex. Then mAsyncTaskInfoMutex (a notifier only try_locks
-//      it; a waiter holds it while it sleeps)
+//      or one step's mutex (mOpenCtrlSession.mutex, mConfigStream.mutex,
+//      mOpenDataSession.mutex; mHalInit.mutex for the HAL-init wait): a
+//      waiter holds it except while it sleeps, a notifier for its whole call
 // Leaf locks, held briefly with no other lock of the library taken inside:
 // mSessionMutex, mModeMutex (the system property is set under it),
 // mSeqNumMutex, mVirCamIdMutex, mPhysicalCameraIdMutex, mWorkerLifeMutex.
@@ -115,15 +114,15 @@ public:
     // Device management's binder thread; mSwitchCallbackMutex.
     Return<CameraStatus> unregisterCameraSwitchCallback() override EXCLUDES(mSwitchCallbackMutex);
     // The three step results: a remote channel's binder thread. Each holds
-    // its step mutex, takes mSessionMutex briefly and only try_locks
-    // mAsyncTaskInfoMutex, so it never blocks behind a waiting worker.
+    // its step's mutex for the whole call (a waiter holds it only until it
+    // sleeps) and takes mSessionMutex briefly inside it.
     Return<void> notifyOpenControlSessionResult(uint32_t sessionId,
                                                 vircam::VirCamOptRet ret) override
-        EXCLUDES(mOpenCtrlSessionMutex, mSessionMutex);
+        EXCLUDES(mOpenCtrlSession.mutex, mSessionMutex);
     Return<void> notifyConfigStreamResult(uint32_t sessionId, vircam::VirCamOptRet ret) override
-        EXCLUDES(mConfigStreamMutex, mSessionMutex);
+        EXCLUDES(mConfigStream.mutex, mSessionMutex);
     Return<void> notifyOpenDataSessionResult(uint32_t sessionId, vircam::VirCamOptRet ret) override
-        EXCLUDES(mOpenDataSessionMutex, mSessionMutex);
+        EXCLUDES(mOpenDataSession.mutex, mSessionMutex);
     // A remote channel's binder thread; hands the image to the translator
     // (g_callbackMutex there), no lock of its own.
     Return<CameraStatus> onVirImageBufferDone(uint32_t sessionId,
@@ -179,12 +178,11 @@ public:
     int32_t Close(int32_t virCamId) EXCLUDES(mModeMutex, mChannelCallbackMutex, mSessionMutex);
     // The pipeline's binder thread, through the translator with
     // g_configStreamMutex held. mChannelCallbackMutex through the remote
-    // call, released before the wait on mConfigStreamMutex.
+    // call, released before the wait on mConfigStream.mutex.
     int32_t ConfigureStreams(int32_t virCamId, const hidl_vec<vircam::VirStream>& streams)
-        EXCLUDES(mChannelCallbackMutex, mConfigStreamMutex, mSessionMutex);
-    // The pipeline's binder thread (through the translator); mHalInitMutex,
-    // then a try_lock of mAsyncTaskInfoMutex.
-    void SetHalInitStatus() EXCLUDES(mHalInitMutex);
+        EXCLUDES(mChannelCallbackMutex, mConfigStream.mutex, mSessionMutex);
+    // The pipeline's binder thread (through the translator); mHalInit.mutex.
+    void SetHalInitStatus() EXCLUDES(mHalInit.mutex);
     // A remote channel's binder thread (notify); mPhysicalCameraIdMutex.
     void SavePhysicalCameraID(const std::string& msg) EXCLUDES(mPhysicalCameraIdMutex);
     // The constructor and the switch-on worker; no lock (the translator's
@@ -271,11 +269,9 @@ private:
     // session (mSessionMutex again inside it).
     bool PrepareSwitchOn(uint32_t seqNum, const ChannelKey& key) REQUIRES(mSwitchWorkMutex)
         EXCLUDES(mChannelCallbackMutex);
-    // The switch-on worker: g_callbackMutex (translator), then mHalInitMutex
-    // and mAsyncTaskInfoMutex for the wait, mChannelOptMutex dropped while
-    // it sleeps.
-    bool CheckHalInitStatus(uint32_t seqNum) REQUIRES(mSwitchWorkMutex)
-        EXCLUDES(mHalInitMutex, mAsyncTaskInfoMutex);
+    // The switch-on worker: g_callbackMutex (translator), then
+    // mHalInit.mutex for the wait.
+    bool CheckHalInitStatus(uint32_t seqNum) REQUIRES(mSwitchWorkMutex) EXCLUDES(mHalInit.mutex);
     // Any thread; the remote result is sent under mSwitchCallbackMutex (a
     // leaf: nothing is taken inside it). The switch-on worker calls it with
     // the registry and a step mutex held.
@@ -298,36 +294,34 @@ private:
     void BindCameraHal() EXCLUDES(mPhysicalCameraIdMutex);
     // Any thread; sets the property, no lock.
     void UnBindCameraHal();
-    // The switch-on worker; mAsyncTaskInfoMutex.
-    void ClearReturnedFlags() EXCLUDES(mAsyncTaskInfoMutex);
+    // The switch-on worker; each step's mutex in turn.
+    void ClearReturnedFlags() EXCLUDES(mOpenCtrlSession.mutex, mConfigStream.mutex,
+                                       mOpenDataSession.mutex, mHalInit.mutex);
 
     // Asynchronous operations.
 
-    // The switch-on worker, around a wait: give mChannelOptMutex up and take
-    // it back. No-ops on any other thread (a reconfiguration's wait).
-    // Whether the lock is held depends on the calling thread
-    // (mChannelOptOwner), which the analysis cannot follow.
     // The thread of a step wait, around its sleep: release and re-take
     // mChannelOptMutex if this thread is the switch-on worker, which holds it
     // between waits. Whether it is held depends on the calling thread, which
     // the analysis cannot express.
     void ReleaseChannelOpt() NO_THREAD_SAFETY_ANALYSIS;
     void ReacquireChannelOpt() NO_THREAD_SAFETY_ANALYSIS;
-    // The switch-on worker (or a reconfiguring binder thread) with the step
-    // mutex held in `lock`; takes mAsyncTaskInfoMutex for the whole wait,
-    // mChannelOptMutex dropped while it sleeps.
-    int32_t WaitForChannelOptReturnLocked(std::unique_lock<std::mutex>& lock,
-                                          std::condition_variable& cond, int32_t timeoutSeconds,
-                                          SwitchStep step) EXCLUDES(mAsyncTaskInfoMutex);
-    // A waiter or a notifier, holding mAsyncTaskInfoMutex.
-    bool* ReturnedFlag(SwitchStep step) REQUIRES(mAsyncTaskInfoMutex);
-    // A result notification's binder thread with the step's mutex held:
-    // try_locks mAsyncTaskInfoMutex, then signals the step.
-    void FlagReturned(const char* caller, SwitchStep step, std::condition_variable& cond)
-        EXCLUDES(mAsyncTaskInfoMutex);
+    // The awaited result of `step`. Any thread; no lock.
+    AwaitedResult& ResultOf(SwitchStep step);
+    // The switch-on worker (or a reconfiguring binder thread) with the step's
+    // mutex held in `lock`, released while it sleeps for `subject`'s result;
+    // mChannelOptMutex dropped around the sleep. The mutex is held again on
+    // return, through whatever undo the caller runs.
+    int32_t WaitForChannelOptReturnLocked(std::unique_lock<std::mutex>& lock, AwaitedResult& result,
+                                          AwaitedResult::Subject subject, int32_t timeoutSeconds,
+                                          SwitchStep step) REQUIRES(result.mutex);
+    // A notifier's binder thread with the result's mutex held: hands the
+    // result to its sleeping waiter or flags it.
+    void FlagReturned(const char* caller, AwaitedResult& result, AwaitedResult::Subject subject)
+        REQUIRES(result.mutex);
     // The same thread and lock: records the session's flag under mSessionMutex.
     void RecordResult(const ResultNotice& notice, uint32_t sessionId, vircam::VirCamOptRet ret,
-                      std::condition_variable& cond) EXCLUDES(mSessionMutex, mAsyncTaskInfoMutex);
+                      AwaitedResult& result) REQUIRES(result.mutex) EXCLUDES(mSessionMutex);
     // Any thread; mSessionMutex.
     bool SessionFlag(const std::shared_ptr<VirCamSession>& session, bool VirCamSession::*flag)
         EXCLUDES(mSessionMutex);
@@ -336,25 +330,25 @@ private:
     bool AfterOpenCtrSession(uint32_t seqNum, const ChannelKey& key,
                              const sp<vircam::IVirCameraChannelCallback>& callback,
                              std::shared_ptr<VirCamSession>& session)
-        REQUIRES(mChannelCallbackMutex) EXCLUDES(mOpenCtrlSessionMutex);
+        REQUIRES(mChannelCallbackMutex) EXCLUDES(mOpenCtrlSession.mutex);
     bool DealConfigStreamResult(Return<CameraStatus>& callResult,
                                 const sp<vircam::IVirCameraChannelCallback>& callback,
                                 uint32_t seqNum, const ChannelKey& key,
                                 std::shared_ptr<VirCamSession>& session)
-        REQUIRES(mChannelCallbackMutex) EXCLUDES(mConfigStreamMutex);
+        REQUIRES(mChannelCallbackMutex) EXCLUDES(mConfigStream.mutex);
     bool DealOpenDataSessionResult(uint32_t seqNum,
                                    const sp<vircam::IVirCameraChannelCallback>& callback,
                                    const ChannelKey& key,
                                    const std::shared_ptr<VirCamSession>& session)
-        REQUIRES(mChannelCallbackMutex) EXCLUDES(mOpenDataSessionMutex);
+        REQUIRES(mChannelCallbackMutex) EXCLUDES(mOpenDataSession.mutex);
     // With the step mutex held in `lock`: the wait and the session's flag.
     bool AwaitStepResult(const char* caller, std::unique_lock<std::mutex>& lock,
-                         std::condition_variable& cond, const StepWait& wait,
-                         const std::shared_ptr<VirCamSession>& session)
-        EXCLUDES(mAsyncTaskInfoMutex, mSessionMutex);
-    // A reconfiguring binder thread, registry released; mConfigStreamMutex.
+                         AwaitedResult& result, const StepWait& wait,
+                         const std::shared_ptr<VirCamSession>& session) REQUIRES(result.mutex)
+        EXCLUDES(mSessionMutex);
+    // A reconfiguring binder thread, registry released; mConfigStream.mutex.
     bool AwaitReconfiguration(const std::shared_ptr<VirCamSession>& session)
-        EXCLUDES(mChannelCallbackMutex, mConfigStreamMutex);
+        EXCLUDES(mChannelCallbackMutex, mConfigStream.mutex);
     // The registry (and a step mutex) held: closes the remote's sessions,
     // then mSessionMutex to forget the session.
     bool UndoSwitchStep(const sp<vircam::IVirCameraChannelCallback>& callback,
@@ -452,14 +446,11 @@ private:
     std::mutex mSessionMutex;
     std::shared_ptr<SessionMap> mVirCamSessionMap PT_GUARDED_BY(mSessionMutex);
 
-    // Each step mutex pairs one step's waiter with its result notifier (and
-    // its condition variable); it guards no data of its own.
-    std::mutex mOpenCtrlSessionMutex;
-    std::condition_variable mOpenCtrlSessionCond;
-    std::mutex mOpenDataSessionMutex;
-    std::condition_variable mOpenDataSessionCond;
-    std::mutex mConfigStreamMutex;
-    std::condition_variable mConfigStreamCond;
+    // Each step's mutex, condition variable and returned-flag, and who waits
+    // for it now.
+    AwaitedResult mOpenCtrlSession;
+    AwaitedResult mOpenDataSession;
+    AwaitedResult mConfigStream;
     // Guards no data: held by the switch-on worker between waits, released
     // while it sleeps; no other thread takes it (ReleaseChannelOpt).
     std::mutex mChannelOptMutex;
@@ -486,18 +477,12 @@ private:
     // property is set under it when the mode returns to physical.
     std::mutex mModeMutex;
     int32_t mCameraMode GUARDED_BY(mModeMutex) = 0;
-    // Whether each step's result (or the HAL init) came before its wait began.
-    std::mutex mAsyncTaskInfoMutex;
-    bool mOpenCtrlSessionReturned GUARDED_BY(mAsyncTaskInfoMutex) = false;
-    bool mConfigStreamReturned GUARDED_BY(mAsyncTaskInfoMutex) = false;
-    bool mOpenDataSessionReturned GUARDED_BY(mAsyncTaskInfoMutex) = false;
-    bool mHalInitDone GUARDED_BY(mAsyncTaskInfoMutex) = false;
     // Set once by the first switch-callback registration; atomic, as the
     // dump reads it from any thread.
     std::atomic<bool> mSwitchThreadStarted{false};
-    // Pairs the HAL-init wait with SetHalInitStatus; no data.
-    std::mutex mHalInitMutex;
-    std::condition_variable mHalInitCond;
+    // Pairs the HAL-init wait with SetHalInitStatus; the wait never reads
+    // its flag.
+    AwaitedResult mHalInit;
     // Never changes: the camera id passed on to the translator.
     int32_t mCameraId = -1;
     // Written by a binder thread, read by the switch-on worker: a leaf lock
@@ -514,12 +499,6 @@ private:
     std::condition_variable mWorkerLifeCond;
     std::atomic<bool> mWorkersStopping{false};
     int32_t mWorkersRunning GUARDED_BY(mWorkerLifeMutex) = 0;
-    // One waiter for a step result at a time, taken before the step mutex.
-    // A waiter sleeps holding mAsyncTaskInfoMutex and wakes by taking its
-    // step mutex back under it; a second waiter (a stream reconfiguration
-    // on a pipeline binder thread beside the switch-on worker) holding that
-    // step mutex while it blocks on mAsyncTaskInfoMutex would deadlock both.
-    std::mutex mStepWaiterMutex;
 
     // For `lshal debug` (ChannelDebugDump.cpp), on the binder thread of the
     // call. Each Dump* method tries its own locks through the deadline, one

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <thread>
 
+#include "utils/VirCamClock.h"
+
 namespace pelcamera {
 
 namespace {
@@ -82,14 +84,14 @@ DebugRequest ParseDebugOptions(
     return DebugRequest::UNKNOWN;
 }
 
-DumpDeadline::DumpDeadline() : mEnd(std::chrono::steady_clock::now() + kBudget) {}
+DumpDeadline::DumpDeadline() : mEnd(Clock().Now() + kBudget) {}
 
 bool DumpDeadline::TryLock(std::mutex& mutex) const {
     while (!mutex.try_lock()) {
-        if (std::chrono::steady_clock::now() >= mEnd) {
+        if (Clock().Now() >= mEnd) {
             return false;
         }
-        std::this_thread::sleep_for(kRetryInterval);
+        Clock().SleepFor(kRetryInterval);
     }
     return true;
 }
@@ -100,6 +102,7 @@ void WriteDebugText(const ::android::hardware::hidl_handle& fd, const std::strin
         return;
     }
     SigPipeGuard guard;
+    // A reader's pace is real time, whatever clock the library runs on.
     const auto end = std::chrono::steady_clock::now() + kWriteBudget;
     size_t written = 0;
     while (written < text.size()) {

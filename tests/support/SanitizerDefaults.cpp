@@ -20,15 +20,6 @@ extern "C" {
 // stacks passes through the frame, so with second_deadlock_stack off
 // (scripts/test.sh) only cycles with an edge taken in that frame are hidden.
 //
-// SleepHoldingAsyncInfo: a waiter for a step's result sleeps on its
-// condition variable holding the async-info lock, so waking up takes the
-// step's lock under it, the reverse of the order in which the wait began.
-// The other side of that cycle needs a thread that holds a step's lock and
-// blocks on the async-info lock: a notifier only try_locks it, and a second
-// waiter cannot be there, because every waiter first takes mStepWaiterMutex
-// and keeps it through its wait. A real cycle is hidden only if one of its
-// edges is this re-lock of a step's (or the HAL-init) mutex.
-//
 // ReacquireChannelOpt: mChannelOptMutex is taken by the switch-on worker
 // alone (before its queue mutex when it starts, after a step's locks when a
 // wait ends), and a deadlock needs two threads, so no cycle through it can
@@ -42,8 +33,7 @@ extern "C" {
 // release. race_top matches only the top frame: the vtable write at the
 // start of that destructor, nothing it calls or that calls it.
 const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
-    return "deadlock:SleepHoldingAsyncInfo\n"
-           "deadlock:ReacquireChannelOpt\n"
+    return "deadlock:ReacquireChannelOpt\n"
            "race_top:ListenerDeathRecipient::~ListenerDeathRecipient\n";
 }
 
