@@ -158,7 +158,6 @@ void Register(Peers& peers, int slot, const std::array<Answer, kSteps>& script, 
 // Brings the library back to physical, no sessions, fresh remotes, the
 // switch callback set, the streams backed up; returns the last sequence number.
 uint32_t ResetLibrary(Peers& peers, const Input& input, std::array<uint32_t, kSlots>& firstIds) {
-    peers.clock.Settle();
     for (int slot = 0; slot < kSlots; ++slot) {
         for (int guard = 0; guard < 4; ++guard) {
             auto session = peers.service->GetVirCamSession(kDevices[slot], kIds[slot]);
@@ -181,7 +180,6 @@ uint32_t ResetLibrary(Peers& peers, const Input& input, std::array<uint32_t, kSl
         ->switchOffVirtualCamera(kDevices[0], kIds[0],
                                  [&](CameraStatus, uint32_t seq) { lastSeq = seq; })
         .isOk();
-    peers.clock.Settle();
     peers.devMgt.fake->ForgetRecords();
     peers.pipeline.fake->ForgetRecords();
     return lastSeq;
@@ -201,7 +199,10 @@ uint32_t ResetLibrary(Peers& peers, const Input& input, std::array<uint32_t, kSl
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-    __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    // VIRCAM_FUZZ_LOG=1 keeps the library's log, to read a reproducer's run.
+    if (getenv("VIRCAM_FUZZ_LOG") == nullptr) {
+        __android_log_set_minimum_priority(ANDROID_LOG_FATAL);
+    }
     GetPeers();
     return 0;
 }
@@ -214,6 +215,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     SwitchModel model;
     model.Reset(lastSeq, input.scripts, firstIds);
 
+    std::array<std::array<Answer, kSteps>, kSlots> scripts = input.scripts;
     std::vector<std::thread> pipelineCalls;
     const auto start = peers.clock.Now();
     auto now = [&] { return static_cast<Ns>((peers.clock.Now() - start).count()); };
@@ -245,6 +247,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 break;
             case kScript:
                 peers.remotes[peers.newest[event.slot]]->fake->SetScript(event.step, event.answer);
+                scripts[event.slot][event.step] = event.answer;
                 model.SetScript(event.slot, event.step, event.answer);
                 break;
             case kKill:
@@ -258,9 +261,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                     break;
                 }
                 const uint32_t firstId = FirstSessionId(peers, event.slot);
-                std::array<Answer, kSteps> script = input.scripts[event.slot];
                 model.Replace(t, event.slot, firstId);
-                Register(peers, event.slot, script, firstId);
+                Register(peers, event.slot, scripts[event.slot], firstId);
                 break;
             }
             case kRegisterSwitchCallback:

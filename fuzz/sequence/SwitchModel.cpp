@@ -20,6 +20,7 @@ int32_t FailureCode(int stage) {
 struct World {
     bool exact = true;
     bool refuted = false;  // an intake answered otherwise than this world says
+    std::string why;
     int32_t mode = kPhysical;
     int32_t transMode = kPhysical;
     int32_t transCamId = -1;
@@ -40,12 +41,14 @@ struct World {
     uint32_t onSeq = 0;
     int stage = kControl;
     bool polling = false;
+    int stepRemote = -1;
     Ns pollStart = 0;
     Ns answerAt = kForever;
     bool answerOk = true;
     Ns deadline = kForever;
     Ns wakeAt = kForever;
     std::vector<int> deathsPending;  // slots whose death handler waits for the registry
+    std::vector<int> queuedDeaths;   // remotes whose death is told after those
     // A stream reconfiguration waiting for its result, on the translator's
     // stream lock.
     bool reconfig = false;
@@ -195,6 +198,19 @@ struct World {
         if (!linked[remote]) {
             return;
         }
+        if (!deathsPending.empty() && Choose(2) == 1) {
+            // Deaths may be told one after the other on a single thread, the
+            // next one only once the blocked handler is done.
+            queuedDeaths.push_back(remote);
+            return;
+        }
+        HandleDeath(remote);
+    }
+
+    void HandleDeath(int remote) {
+        if (!linked[remote]) {
+            return;
+        }
         const int slot = remotes[remote].slot;
         int32_t status = 0;
         IntakeOff(slot, &status, true);
@@ -212,6 +228,11 @@ struct World {
             switchCb = false;
         }
         deathsPending.clear();
+        auto queued = std::move(queuedDeaths);
+        queuedDeaths.clear();
+        for (int remote : queued) {
+            HandleDeath(remote);
+        }
     }
 
     void StartNextOn(Ns t) {
@@ -279,6 +300,7 @@ struct World {
             Fallback(t);
             return;
         }
+        stepRemote = remote;  // the step keeps the callback it found
         if (!streams) {
             polling = true;
             pollStart = t;
@@ -291,7 +313,7 @@ struct World {
 
     void ConfigCall(Ns t) {
         polling = false;
-        const int remote = registry[onSlot];
+        const int remote = stepRemote;
         ModelRemote& peer = remotes[remote];
         if (!peer.alive) {
             StepFailed(t, kConfig, remote);
@@ -642,8 +664,11 @@ bool SwitchModel::Reconfiguring() const {
 void SwitchModel::SwitchOn(Ns t, int slot, int32_t status, uint32_t seq) {
     ForEach([&](World& w) {
         int32_t predicted = 0;
-        if ((w.IntakeOn(t, slot, &predicted) != seq || predicted != status) && w.exact) {
+        const uint32_t expected = w.IntakeOn(t, slot, &predicted);
+        if ((expected != seq || predicted != status) && w.exact) {
             w.refuted = true;
+            w.why = "switch-on answered " + std::to_string(status) + "/" + std::to_string(seq) +
+                    ", expected " + std::to_string(predicted) + "/" + std::to_string(expected);
             w.seq = seq;
         }
     });
@@ -652,8 +677,11 @@ void SwitchModel::SwitchOn(Ns t, int slot, int32_t status, uint32_t seq) {
 void SwitchModel::SwitchOff(Ns /*t*/, int slot, int32_t status, uint32_t seq) {
     ForEach([&](World& w) {
         int32_t predicted = 0;
-        if ((w.IntakeOff(slot, &predicted, false) != seq || predicted != status) && w.exact) {
+        const uint32_t expected = w.IntakeOff(slot, &predicted, false);
+        if ((expected != seq || predicted != status) && w.exact) {
             w.refuted = true;
+            w.why = "switch-off answered " + std::to_string(status) + "/" + std::to_string(seq) +
+                    ", expected " + std::to_string(predicted) + "/" + std::to_string(expected);
             w.seq = seq;
         }
     });
@@ -724,7 +752,7 @@ std::string SwitchModel::Check(const Observed& observed) const {
     for (const World* w : mWorlds) {
         if (w->refuted) {
             if (closest.empty()) {
-                closest = "an intake answered otherwise";
+                closest = w->why;
             }
             continue;
         }
