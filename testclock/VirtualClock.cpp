@@ -2,11 +2,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <cstring>
 #include <vector>
 
@@ -19,7 +21,10 @@ namespace {
 // runnable; a few scans apart close that gap.
 constexpr int kIdleScans = 2;
 constexpr auto kScanGap = std::chrono::microseconds(10);
-constexpr auto kRetry = std::chrono::microseconds(10);
+constexpr auto kRetry = std::chrono::microseconds(20);
+// What a blocked thread may still spend (a futex wake-up's tail) while the
+// others are taken for idle.
+constexpr int64_t kCpuSlack = 2000;
 
 // True when the thread's state letter, after the command name, is not one of
 // running or uninterruptible.
@@ -45,9 +50,29 @@ bool ThreadBlocked(const char* taskDir, const char* tid) {
     return state != 'R' && state != 'D' && state != 'W';
 }
 
+// CPU time of every thread but the calling one: a cheap sign of work.
+int64_t OthersCpuNs() {
+    timespec process{};
+    timespec self{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &process);
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &self);
+    return (process.tv_sec - self.tv_sec) * 1000000000LL + (process.tv_nsec - self.tv_nsec);
+}
+
 }  // namespace
 
-VirtualClock::VirtualClock() : mTime([this] { Run(); }) {}
+VirtualClock::VirtualClock(Pace pace) : mPace(pace), mTime([this] { Run(); }) {}
+
+void VirtualClock::Pause(std::chrono::microseconds duration) const {
+    if (mPace == Pace::kSleep) {
+        std::this_thread::sleep_for(duration);
+        return;
+    }
+    const auto until = std::chrono::steady_clock::now() + duration;
+    while (std::chrono::steady_clock::now() < until) {
+        sched_yield();
+    }
+}
 
 VirtualClock::~VirtualClock() {
     mStop.store(true);
@@ -136,9 +161,16 @@ bool VirtualClock::ScanOnce() {
 }
 
 bool VirtualClock::ProcessIdle() {
+    // Threads that burn CPU are not idle: no need to read their states. One
+    // that is runnable but waits for a CPU burns none, hence the scans.
+    const int64_t cpu = OthersCpuNs();
+    Pause(kScanGap);
+    if (OthersCpuNs() - cpu > kCpuSlack) {
+        return false;
+    }
     for (int scan = 0; scan < kIdleScans; ++scan) {
         if (scan > 0) {
-            std::this_thread::sleep_for(kScanGap);
+            Pause(kScanGap);
         }
         if (!ScanOnce()) {
             return false;
@@ -166,7 +198,7 @@ void VirtualClock::Run() {
         guard.lock();
         if (!idle || activity != mActivity) {
             guard.unlock();
-            std::this_thread::sleep_for(kRetry);
+            Pause(kRetry);
             guard.lock();
             continue;
         }
@@ -221,7 +253,7 @@ void VirtualClock::Run() {
                         break;  // it woke on its own and holds its lock again
                     }
                 }
-                std::this_thread::sleep_for(kRetry);
+                Pause(kRetry);
             }
         }
         guard.lock();
@@ -232,9 +264,9 @@ void VirtualClock::Run() {
     }
 }
 
-VirtualClock& InstallVirtualClock() {
-    static VirtualClock* const clock = [] {
-        auto* installed = new VirtualClock();
+VirtualClock& InstallVirtualClock(Pace pace) {
+    static VirtualClock* const clock = [pace] {
+        auto* installed = new VirtualClock(pace);
         pelcamera::InstallVirCamClock(installed);
         return installed;
     }();

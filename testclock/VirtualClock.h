@@ -25,10 +25,15 @@
 
 namespace vircam_testclock {
 
+// How the time thread waits between its looks at the process: asleep (cheap,
+// for test suites that run many processes at once) or yielding in a loop
+// (about twice as many jumps a second, for a fuzzer that has the machine).
+enum class Pace { kSleep, kSpin };
+
 class VirtualClock final : public pelcamera::VirCamClock {
 public:
     // Any thread; starts the thread that moves time.
-    VirtualClock();
+    explicit VirtualClock(Pace pace = Pace::kSleep);
     // The owner, once nothing waits on the clock any more; joins that thread.
     ~VirtualClock() override;
     VirtualClock(const VirtualClock&) = delete;
@@ -69,7 +74,10 @@ private:
     bool ProcessIdle();
     // The time thread, holding no lock: one scan of the process's threads.
     bool ScanOnce();
+    // The time thread, holding no lock.
+    void Pause(std::chrono::microseconds duration) const;
 
+    const Pace mPace;
     std::atomic<int64_t> mNowNs{0};
     std::atomic<uint64_t> mJumps{0};
     std::atomic<bool> mStop{false};
@@ -89,6 +97,6 @@ private:
 // Installs a process-wide virtual clock for the library, never removed (the
 // library's worker threads outlive every test). Any thread, before the
 // library's first use.
-VirtualClock& InstallVirtualClock();
+VirtualClock& InstallVirtualClock(Pace pace = Pace::kSleep);
 
 }  // namespace vircam_testclock

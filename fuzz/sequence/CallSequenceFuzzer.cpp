@@ -57,6 +57,7 @@ enum Action : uint8_t {
 // an instant the library acts on (those races are the answers' to explore).
 constexpr Ns kGaps[] = {kMs, 100 * kMs, kSecond, 2 * kSecond, 2900 * kMs, 3500 * kMs, 10 * kMs, -1};
 constexpr Ns kGapShift = 1000;
+constexpr Ns kReopenDelay = 10 * kMs;
 
 struct Event {
     Ns gap;  // -1: once everything timed has happened
@@ -112,7 +113,7 @@ android::hardware::hidl_vec<vircam::VirStream> PipelineStreams() {
 // outlive every single input.
 struct Peers {
     Peers()
-        : clock(vircam_testclock::InstallVirtualClock()),
+        : clock(vircam_testclock::InstallVirtualClock(vircam_testclock::Pace::kSpin)),
           service(CreateVirtualCameraStreamChange()),
           channel(service),
           translatorChannel(CreateVirtualCameraTranslator()),
@@ -198,6 +199,14 @@ uint32_t ResetLibrary(Peers& peers, const Input& input, std::array<uint32_t, kSl
 
 }  // namespace
 
+// How many times virtual time jumped, for the speed figures.
+__attribute__((destructor)) static void ReportJumps() {
+    if (getenv("VIRCAM_FUZZ_JUMPS") != nullptr) {
+        fprintf(stderr, "virtual clock jumps: %llu\n",
+                static_cast<unsigned long long>(GetPeers().clock.Jumps()));
+    }
+}
+
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     // VIRCAM_FUZZ_LOG=1 keeps the library's log, to read a reproducer's run.
     if (getenv("VIRCAM_FUZZ_LOG") == nullptr) {
@@ -275,11 +284,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                     peers.translatorChannel->BackupPhyConfigStreams(0, PipelineStreams()).isOk();
                 });
                 break;
-            case kClose:
-                model.Close(t);
-                pipelineCalls.emplace_back(
-                    [&peers] { peers.translatorChannel->Close(0).isOk(); });
+            case kClose: {
+                // Mostly the camera opens again and configures its streams
+                // 10 ms later; now and then it stays closed, and a switch-on
+                // polls for streams 300 times.
+                const bool reopen = static_cast<int>(event.answer) % 4 != 0;
+                model.Close(t, reopen ? kReopenDelay : -1);
+                pipelineCalls.emplace_back([&peers, reopen] {
+                    peers.translatorChannel->Close(0).isOk();
+                    if (reopen) {
+                        peers.clock.SleepFor(std::chrono::nanoseconds(kReopenDelay));
+                        peers.translatorChannel->BackupPhyConfigStreams(0, PipelineStreams())
+                            .isOk();
+                    }
+                });
                 break;
+            }
             case kFlush:
                 pipelineCalls.emplace_back(
                     [&peers] { peers.translatorChannel->Flush(0).isOk(); });
@@ -316,6 +336,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         observed.openControl.push_back(remote->fake->OpenControl());
         observed.openData.push_back(remote->fake->OpenData());
         observed.alive.push_back(!remote->process->isDead());
+    }
+    if (getenv("VIRCAM_FUZZ_JUMPS") != nullptr) {
+        static uint64_t last = 0;
+        const uint64_t jumps = peers.clock.Jumps();
+        fprintf(stderr, "jumps %llu events %zu\n", static_cast<unsigned long long>(jumps - last),
+                input.events.size());
+        last = jumps;
     }
     const std::string why = model.Check(observed);
     if (!why.empty()) {

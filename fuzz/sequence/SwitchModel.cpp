@@ -16,6 +16,14 @@ int32_t FailureCode(int stage) {
 
 }  // namespace
 
+struct PendingAnswer {
+    Ns at;
+    int step;
+    uint32_t id;
+    bool ok;
+    int remote;
+};
+
 // One way things can have gone so far. Plain data, copied at each open race.
 struct World {
     bool exact = true;
@@ -41,11 +49,13 @@ struct World {
     uint32_t onSeq = 0;
     int stage = kControl;
     bool polling = false;
+    bool waiting = false;
     int stepRemote = -1;
+    std::array<bool, kSteps> returned{};  // results that came with nobody waiting for them
+    std::vector<PendingAnswer> answers;
+    std::vector<Ns> reopenAt;  // the pipeline backs its streams up again
+    int sessionSerial = 0;
     Ns pollStart = 0;
-    Ns answerAt = kForever;
-    bool answerOk = true;
-    Ns deadline = kForever;
     Ns wakeAt = kForever;
     std::vector<int> deathsPending;  // slots whose death handler waits for the registry
     std::vector<int> queuedDeaths;   // remotes whose death is told after those
@@ -53,11 +63,9 @@ struct World {
     // stream lock.
     bool reconfig = false;
     int reconfigSlot = 0;
-    Ns reconfigAnswerAt = kForever;
-    bool reconfigAnswerOk = true;
+    int reconfigSerial = 0;
     Ns reconfigDeadline = kForever;
     std::vector<std::function<void(World&, Ns)>> afterReconfig;
-    bool configStale = false;
     std::vector<Result> results;
 
     // Open races: replayed choices first, then new ones (0), with the other
@@ -243,7 +251,7 @@ struct World {
         onSeq = onQueue.back().second;
         onQueue.pop_back();
         onRunning = true;
-        configStale = false;
+        returned = {};
         if (mode == kPhysical) {
             mode = kSwitching;
         }
@@ -260,10 +268,12 @@ struct World {
     }
 
     // Step1 or Step3: open a session on the remote and wait for its result.
+    // Step1 or Step3: open a session on the remote and wait for its result.
     void OpenStep(Ns t, int step) {
         if (step == kControl) {
             ModelSession fresh;
             fresh.remote = registry[onSlot];
+            fresh.serial = ++sessionSerial;
             sessions.emplace(onSlot, fresh);
         }
         const int remote = registry[onSlot];
@@ -271,14 +281,12 @@ struct World {
             Fallback(t);  // no report; the session stays
             return;
         }
-        ModelSession& session = sessions[onSlot];
-        ModelRemote& peer = remotes[remote];
-        if (!peer.alive) {
+        if (!remotes[remote].alive) {
             StepFailed(t, step, remote);
             return;
         }
-        const Answer answer = peer.script[step];
-        const uint32_t id = peer.nextId++;
+        const Answer answer = remotes[remote].script[step];
+        const uint32_t id = remotes[remote].nextId++;
         if (answer == Answer::kDieOnCall) {
             Death(t, remote);
             StepFailed(t, step, remote);
@@ -288,10 +296,24 @@ struct World {
             StepFailed(t, step, remote);
             return;
         }
+        ModelRemote& peer = remotes[remote];
         (step == kControl ? peer.control : peer.data).insert(id);
+        // An answer sent from a thread the moment the call came may arrive
+        // before the call has returned, as one sent inside the call does: the
+        // session's id is not stored yet.
+        const bool early = answer == Answer::kBeforeReturn ||
+                           ((answer == Answer::kAtOnce || answer == Answer::kFail) && Choose(2) == 1);
+        if (early) {
+            Arrive(t, {t, step, id, AnswerOk(answer), remote});
+        }
+        ModelSession& session = sessions[onSlot];
         (step == kControl ? session.control : session.data) = id;
         session.remote = remote;
-        Await(t, step, answer);
+        stepRemote = remote;
+        if (!early) {
+            Schedule(t, step, id, answer, remote);
+        }
+        Await(t, step);
     }
 
     void ConfigStep(Ns t) {
@@ -313,13 +335,13 @@ struct World {
 
     void ConfigCall(Ns t) {
         polling = false;
+        wakeAt = kForever;
         const int remote = stepRemote;
-        ModelRemote& peer = remotes[remote];
-        if (!peer.alive) {
+        if (!remotes[remote].alive) {
             StepFailed(t, kConfig, remote);
             return;
         }
-        const Answer answer = peer.script[kConfig];
+        const Answer answer = remotes[remote].script[kConfig];
         if (answer == Answer::kDieOnCall) {
             Death(t, remote);
             StepFailed(t, kConfig, remote);
@@ -329,26 +351,79 @@ struct World {
             StepFailed(t, kConfig, remote);
             return;
         }
-        Await(t, kConfig, answer);
+        const uint32_t controlId = sessions[onSlot].control;
+        if (answer == Answer::kBeforeReturn) {
+            Arrive(t, {t, kConfig, controlId, true, remote});
+        } else {
+            Schedule(t, kConfig, controlId, answer, remote);
+        }
+        Await(t, kConfig);
     }
 
-    void Await(Ns t, int step, Answer answer) {
-        stage = step;
-        if (answer == Answer::kBeforeReturn) {
-            sessions[onSlot].ok[step] = true;
-            StepDone(t);
+    void Schedule(Ns t, int step, uint32_t id, Answer answer, int remote) {
+        Ns delay = 0;
+        if (DelayedAnswer(answer, &delay)) {
+            answers.push_back({t + delay, step, id, AnswerOk(answer), remote});
+        }
+    }
+
+    // A remote's result reaches the library: it goes to the session with its
+    // id, else to the first session still being set up, and wakes the wait
+    // for that session, or is flagged for the wait still to come.
+    void Arrive(Ns t, const PendingAnswer& answer) {
+        if (!remotes[answer.remote].alive) {
             return;
         }
-        Ns delay = 0;
-        answerAt = DelayedAnswer(answer, &delay) ? t + delay : kForever;
-        answerOk = AnswerOk(answer);
-        Ns waitBegins = t;
-        if (reconfig && Choose(2) == 1) {
-            // Step waits may take turns with a reconfiguration's wait.
-            waitBegins = std::min(reconfigAnswerAt, reconfigDeadline);
+        ModelSession* target = nullptr;
+        for (auto& [slot, session] : sessions) {
+            const uint32_t id = answer.step == kData ? session.data : session.control;
+            if (id == answer.id) {
+                target = &session;
+                break;
+            }
         }
-        deadline = waitBegins + kStepTimeout;
-        wakeAt = std::max(waitBegins, std::min(answerAt, deadline));
+        for (auto it = sessions.begin(); target == nullptr && it != sessions.end(); ++it) {
+            if (it->second.control == 0 || it->second.data == 0) {
+                target = &it->second;
+            }
+        }
+        if (target == nullptr) {
+            return;
+        }
+        target->ok[answer.step] = answer.ok;
+        if (onRunning && waiting && stage == answer.step &&
+            sessions.count(onSlot) != 0 && sessions[onSlot].serial == target->serial) {
+            waiting = false;
+            Resume(t);
+            return;
+        }
+        if (reconfig && answer.step == kConfig && sessions.count(reconfigSlot) != 0 &&
+            sessions[reconfigSlot].serial == target->serial && reconfigSerial == target->serial) {
+            ReconfigEnd(t, true);
+            return;
+        }
+        returned[answer.step] = true;
+    }
+
+    void Await(Ns t, int step) {
+        stage = step;
+        if (returned[step]) {
+            Resume(t);
+            return;
+        }
+        waiting = true;
+        wakeAt = t + kStepTimeout;
+    }
+
+    // The step's wait is over with a result: the session's flag decides.
+    void Resume(Ns t) {
+        waiting = false;
+        wakeAt = kForever;
+        if (sessions.count(onSlot) != 0 && sessions[onSlot].ok[stage]) {
+            StepDone(t);
+        } else {
+            StepFailed(t, stage, stepRemote);
+        }
     }
 
     void OnWake(Ns t) {
@@ -356,21 +431,12 @@ struct World {
             ConfigCall(t);
             return;
         }
-        bool answered = answerAt < deadline;
-        if (answerAt == deadline) {
-            answered = Choose(2) == 0;
-        }
-        if (answered) {
-            sessions[onSlot].ok[stage] = answerOk;
-        }
-        if (answered && answerOk) {
-            StepDone(t);
-        } else {
-            StepFailed(t, stage, sessions[onSlot].remote);
-        }
+        waiting = false;
+        StepFailed(t, stage, stepRemote);  // timed out
     }
 
     void StepFailed(Ns t, int step, int remote) {
+        waiting = false;
         Report(true, onSeq, FailureCode(step));
         ClearWith(remote, onSlot);
         sessions.erase(onSlot);
@@ -422,7 +488,8 @@ struct World {
     void End(Ns t) {
         wakeAt = kForever;
         polling = false;
-        configStale = false;
+        waiting = false;
+        returned = {};
         onRunning = false;
         ApplyPendingDeaths();
         StartNextOn(t);
@@ -463,65 +530,56 @@ struct World {
         if (remote < 0) {
             return;
         }
-        ModelRemote& peer = remotes[remote];
-        const Answer answer = peer.script[kConfig];
-        if (!peer.alive || answer == Answer::kCallError || answer == Answer::kDieOnCall) {
-            if (peer.alive && answer == Answer::kDieOnCall) {
-                // The death's switch-off races the undo's erasing of the session.
-                if (Choose(2) == 1) {
+        if (onRunning) {
+            exact = false;  // a reconfiguration while a switch-on runs: not modelled
+        }
+        const Answer answer = remotes[remote].script[kConfig];
+        if (!remotes[remote].alive || answer == Answer::kCallError ||
+            answer == Answer::kDieOnCall) {
+            if (remotes[remote].alive) {
+                if (answer == Answer::kDieOnCall && Choose(2) == 1) {
+                    // The death's switch-off may find the session erased.
                     ClearWith(remote, slot);
                     sessions.erase(slot);
                     Death(t, remote);
                     return;
                 }
-                Death(t, remote);
+                if (answer == Answer::kDieOnCall) {
+                    Death(t, remote);
+                }
             }
             ClearWith(remote, slot);
             sessions.erase(slot);
             return;
         }
-        if (onRunning) {
-            exact = false;  // a reconfiguration while a switch-on runs: not modelled
-        }
+        const uint32_t controlId = sessions[slot].control;
         if (answer == Answer::kBeforeReturn) {
-            sessions[slot].ok[kConfig] = true;
-            configStale = true;
+            Arrive(t, {t, kConfig, controlId, true, remote});
+        } else {
+            Schedule(t, kConfig, controlId, answer, remote);
+        }
+        if (sessions.count(slot) == 0) {
             return;
         }
-        if (configStale && Choose(2) == 1) {
-            // The returned-flag of an earlier result is still set: no wait.
+        if (returned[kConfig]) {
             if (!sessions[slot].ok[kConfig]) {
                 ClearChannel(slot);
                 sessions.erase(slot);
             }
             return;
         }
-        Ns delay = 0;
         reconfig = true;
         reconfigSlot = slot;
-        reconfigAnswerAt = DelayedAnswer(answer, &delay) ? t + delay : kForever;
-        reconfigAnswerOk = AnswerOk(answer);
+        reconfigSerial = sessions[slot].serial;
         reconfigDeadline = t + kStepTimeout;
-        if (delay == 0 && reconfigAnswerAt == t) {
-            configStale = Choose(2) == 1;  // the result may come before the wait
-        }
     }
 
-    void ReconfigEnd(Ns t) {
-        bool answered = reconfigAnswerAt < reconfigDeadline;
-        if (reconfigAnswerAt == reconfigDeadline) {
-            answered = Choose(2) == 0;
-        }
+    void ReconfigEnd(Ns t, bool delivered) {
         reconfig = false;
         const int slot = reconfigSlot;
-        if (sessions.count(slot) != 0) {
-            if (answered) {
-                sessions[slot].ok[kConfig] = reconfigAnswerOk;
-            }
-            if (!answered || !reconfigAnswerOk) {
-                ClearChannel(slot);
-                sessions.erase(slot);
-            }
+        if (sessions.count(slot) != 0 && (!delivered || !sessions[slot].ok[kConfig])) {
+            ClearChannel(slot);
+            sessions.erase(slot);
         }
         auto after = std::move(afterReconfig);
         afterReconfig.clear();
@@ -530,10 +588,14 @@ struct World {
         }
     }
 
-    void DoClose(Ns /*t*/) {
+    void DoClose(Ns t, Ns reopenAfter) {
         if (reconfig) {
-            afterReconfig.push_back([](World& w, Ns at) { w.DoClose(at); });
+            afterReconfig.push_back(
+                [reopenAfter](World& w, Ns at) { w.DoClose(at, reopenAfter); });
             return;
+        }
+        if (reopenAfter >= 0) {
+            reopenAt.push_back(t + reopenAfter);
         }
         streams = false;
         mode = kPhysical;
@@ -551,24 +613,58 @@ struct World {
         transCamId = -1;
     }
 
+    // Runs what happens before t, in time order. Two things at one instant
+    // are a race: an answer on a step's deadline is one the contract leaves
+    // open (both orders are kept); any other is not generated on purpose and
+    // makes the world inexact.
     void RunBefore(Ns t) {
         for (;;) {
             const Ns worker = onRunning ? wakeAt : kForever;
-            const Ns pipeline = reconfig ? std::min(reconfigAnswerAt, reconfigDeadline) : kForever;
-            const Ns next = std::min(worker, pipeline);
+            const Ns pipeline = reconfig ? reconfigDeadline : kForever;
+            size_t first = answers.size();
+            for (size_t i = 0; i < answers.size(); ++i) {
+                if (first == answers.size() || answers[i].at < answers[first].at) {
+                    first = i;
+                }
+            }
+            const Ns answer = first < answers.size() ? answers[first].at : kForever;
+            Ns reopen = kForever;
+            for (Ns at : reopenAt) {
+                reopen = std::min(reopen, at);
+            }
+            const Ns next = std::min({worker, pipeline, answer, reopen});
             if (next >= t) {
                 if (next == t && t < kForever) {
                     exact = false;  // the driver acts on an instant the library also does
                 }
                 return;
             }
-            if (worker == pipeline) {
-                exact = false;
+            int atOnce = (worker == next) + (pipeline == next);
+            for (Ns at : reopenAt) {
+                atOnce += at == next;
             }
-            if (worker <= pipeline) {
-                OnWake(worker);
+            for (const PendingAnswer& a : answers) {
+                atOnce += a.at == next;
+            }
+            bool answerFirst = answer == next;
+            if (atOnce > 1) {
+                if (atOnce == 2 && answer == next && (worker == next || pipeline == next)) {
+                    answerFirst = Choose(2) == 0;
+                } else {
+                    exact = false;
+                }
+            }
+            if (reopen == next && !answerFirst && worker != next && pipeline != next) {
+                reopenAt.erase(std::find(reopenAt.begin(), reopenAt.end(), next));
+                Backup(next);
+            } else if (answerFirst) {
+                const PendingAnswer arriving = answers[first];
+                answers.erase(answers.begin() + static_cast<std::ptrdiff_t>(first));
+                Arrive(next, arriving);
+            } else if (worker == next) {
+                OnWake(next);
             } else {
-                ReconfigEnd(pipeline);
+                ReconfigEnd(next, false);
             }
         }
     }
@@ -721,8 +817,8 @@ void SwitchModel::Reconfigure(Ns t) {
     ForEach([t](World& w) { w.Backup(t); });
 }
 
-void SwitchModel::Close(Ns t) {
-    ForEach([t](World& w) { w.DoClose(t); });
+void SwitchModel::Close(Ns t, Ns reopenAfter) {
+    ForEach([t, reopenAfter](World& w) { w.DoClose(t, reopenAfter); });
 }
 
 void SwitchModel::Finish() {

@@ -60,6 +60,7 @@ struct ModelSession {
     int remote;  // the generation that opened its sessions
     uint32_t control = 0, data = 0;
     int32_t virCamId = -1;
+    int serial = 0;  // tells sessions of one key apart
     std::array<bool, kSteps> ok{};
 };
 
@@ -94,7 +95,9 @@ public:
     void Replace(Ns t, int slot, uint32_t firstId);
     void RegisterSwitchCallback(Ns t);
     void Reconfigure(Ns t);
-    void Close(Ns t);
+    // The pipeline closes the camera; with `reopenAfter` >= 0 it backs its
+    // streams up again that long after the close went through.
+    void Close(Ns t, Ns reopenAfter);
 
     // Runs every world to the end of time.
     void Finish();
