@@ -235,7 +235,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             peers.clock.SleepFor(std::chrono::nanoseconds(event.gap + kGapShift));
         }
         const Ns t = now();
-        model.AdvanceTo(t);
+        model.AdvanceTo(t, event.gap < 0);
         CameraStatus status = CameraStatus::OK;
         uint32_t seq = 0;
         auto reply = [&](CameraStatus s, uint32_t n) {
@@ -343,6 +343,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         fprintf(stderr, "jumps %llu events %zu\n", static_cast<unsigned long long>(jumps - last),
                 input.events.size());
         last = jumps;
+    }
+    if (getenv("VIRCAM_FUZZ_LOG") != nullptr) {
+        fprintf(stderr, "model:\n%s", model.Describe().c_str());
     }
     const std::string why = model.Check(observed);
     if (!why.empty()) {

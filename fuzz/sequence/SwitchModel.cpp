@@ -744,8 +744,8 @@ void SwitchModel::ForEach(Fn&& fn) {
     mWorlds.swap(next);
 }
 
-void SwitchModel::AdvanceTo(Ns t) {
-    ForEach([t](World& w) { w.RunBefore(t); });
+void SwitchModel::AdvanceTo(Ns t, bool settled) {
+    ForEach([t, settled](World& w) { w.RunBefore(settled ? t + 1 : t); });
 }
 
 bool SwitchModel::Switching() const {
@@ -831,7 +831,7 @@ bool SwitchModel::Exact() const {
 
 namespace {
 
-std::string Describe(const std::vector<Result>& results) {
+std::string Text(const std::vector<Result>& results) {
     std::ostringstream out;
     for (const Result& r : results) {
         out << (r.on ? " on" : " off") << "(" << r.seq << ")=" << r.code;
@@ -840,6 +840,17 @@ std::string Describe(const std::vector<Result>& results) {
 }
 
 }  // namespace
+
+std::string SwitchModel::Describe() const {
+    std::ostringstream out;
+    for (const World* w : mWorlds) {
+        std::vector<Result> results = w->results;
+        std::sort(results.begin(), results.end());
+        out << (w->refuted ? "refuted" : w->exact ? "exact" : "inexact") << ":"
+            << Text(results) << " mode " << w->mode << "\n";
+    }
+    return out.str();
+}
 
 std::string SwitchModel::Check(const Observed& observed) const {
     std::vector<Result> seen = observed.results;
@@ -859,7 +870,7 @@ std::string SwitchModel::Check(const Observed& observed) const {
         std::sort(expected.begin(), expected.end());
         std::ostringstream why;
         if (expected != seen) {
-            why << "results: expected" << Describe(expected) << ", saw" << Describe(seen);
+            why << "results: expected" << Text(expected) << ", saw" << Text(seen);
         } else if (w->mode != observed.mode || w->transMode != observed.translatorMode ||
                    w->property != observed.property) {
             why << "state: expected mode " << w->mode << ", translator " << w->transMode

@@ -78,8 +78,10 @@ public:
     void Reset(uint32_t lastSeq, const std::array<std::array<Answer, kSteps>, kSlots>& scripts,
                const std::array<uint32_t, kSlots>& firstIds);
 
-    // Lets every world run up to (not including) virtual time t.
-    void AdvanceTo(Ns t);
+    // Lets every world run up to (not including) virtual time t; `settled`
+    // when the driver waited for everything timed to happen, so what happens
+    // at t itself is over too.
+    void AdvanceTo(Ns t, bool settled = false);
     // True when some world has a switch-on task running or queued.
     bool Switching() const;
     // True when some world has a stream reconfiguration waiting.
@@ -106,6 +108,9 @@ public:
     std::string Check(const Observed& observed) const;
 
     size_t Worlds() const { return mWorlds.size(); }
+    // Each world's predicted results and whether it is exact, for reading a
+    // reproducer's run.
+    std::string Describe() const;
     bool Exact() const;
     // Every remote generation created so far, in order: its slot.
     const std::vector<int>& Generations() const { return mGenerations; }
