@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ctime>
 #include <cstring>
+#include <ctime>
 #include <vector>
 
 namespace vircam_testclock {

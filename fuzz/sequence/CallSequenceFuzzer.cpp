@@ -249,8 +249,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 model.SwitchOn(t, event.slot, static_cast<int32_t>(status), seq);
                 break;
             case kOff:
-                peers.channel
-                    ->switchOffVirtualCamera(kDevices[event.slot], kIds[event.slot], reply)
+                peers.channel->switchOffVirtualCamera(kDevices[event.slot], kIds[event.slot], reply)
                     .isOk();
                 model.SwitchOff(t, event.slot, static_cast<int32_t>(status), seq);
                 break;
@@ -301,8 +300,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 break;
             }
             case kFlush:
-                pipelineCalls.emplace_back(
-                    [&peers] { peers.translatorChannel->Flush(0).isOk(); });
+                pipelineCalls.emplace_back([&peers] { peers.translatorChannel->Flush(0).isOk(); });
                 break;
             default:
                 pipelineCalls.emplace_back([&peers] {

@@ -193,8 +193,7 @@ ScriptedRemote::Return<ScriptedRemote::CameraStatus> ScriptedRemote::closeDataSe
 }
 
 ScriptedRemote::Return<void> ScriptedRemote::processCaptureRequest(
-    uint32_t /*dataSessionId*/,
-    const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
+    uint32_t /*dataSessionId*/, const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
     processCaptureRequest_cb cb) {
     cb(CameraStatus::OK, static_cast<uint32_t>(buffers.size()));
     return android::hardware::Void();

@@ -77,7 +77,8 @@ private:
     std::vector<std::thread> mAnswers GUARDED_BY(mLock);
 };
 
-struct RemotePeer : vircam_test::RemotePeer<ScriptedRemote, vircam::HostProxyVirCameraChannelCallback> {
+struct RemotePeer
+    : vircam_test::RemotePeer<ScriptedRemote, vircam::HostProxyVirCameraChannelCallback> {
     RemotePeer(uint32_t firstSessionId, const android::sp<vircam::IVirCameraChannel>& service,
                const Answer (&script)[kSteps])
         : vircam_test::RemotePeer<ScriptedRemote, vircam::HostProxyVirCameraChannelCallback>(

@@ -301,8 +301,9 @@ struct World {
         // An answer sent from a thread the moment the call came may arrive
         // before the call has returned, as one sent inside the call does: the
         // session's id is not stored yet.
-        const bool early = answer == Answer::kBeforeReturn ||
-                           ((answer == Answer::kAtOnce || answer == Answer::kFail) && Choose(2) == 1);
+        const bool early =
+            answer == Answer::kBeforeReturn ||
+            ((answer == Answer::kAtOnce || answer == Answer::kFail) && Choose(2) == 1);
         if (early) {
             Arrive(t, {t, step, id, AnswerOk(answer), remote});
         }
@@ -391,8 +392,8 @@ struct World {
             return;
         }
         target->ok[answer.step] = answer.ok;
-        if (onRunning && waiting && stage == answer.step &&
-            sessions.count(onSlot) != 0 && sessions[onSlot].serial == target->serial) {
+        if (onRunning && waiting && stage == answer.step && sessions.count(onSlot) != 0 &&
+            sessions[onSlot].serial == target->serial) {
             waiting = false;
             Resume(t);
             return;
@@ -590,8 +591,7 @@ struct World {
 
     void DoClose(Ns t, Ns reopenAfter) {
         if (reconfig) {
-            afterReconfig.push_back(
-                [reopenAfter](World& w, Ns at) { w.DoClose(at, reopenAfter); });
+            afterReconfig.push_back([reopenAfter](World& w, Ns at) { w.DoClose(at, reopenAfter); });
             return;
         }
         if (reopenAfter >= 0) {
@@ -846,8 +846,10 @@ std::string SwitchModel::Describe() const {
     for (const World* w : mWorlds) {
         std::vector<Result> results = w->results;
         std::sort(results.begin(), results.end());
-        out << (w->refuted ? "refuted" : w->exact ? "exact" : "inexact") << ":"
-            << Text(results) << " mode " << w->mode << "\n";
+        out << (w->refuted ? "refuted"
+                : w->exact ? "exact"
+                           : "inexact")
+            << ":" << Text(results) << " mode " << w->mode << "\n";
     }
     return out.str();
 }
@@ -898,8 +900,8 @@ std::string SwitchModel::Check(const Observed& observed) const {
             closest = why.str();
         }
     }
-    return closest.empty() ? "no world left" : closest + " (" + std::to_string(mWorlds.size()) +
-                                                   " worlds)";
+    return closest.empty() ? "no world left"
+                           : closest + " (" + std::to_string(mWorlds.size()) + " worlds)";
 }
 
 }  // namespace vircam_fuzz

@@ -29,9 +29,7 @@ struct Result {
     bool operator<(const Result& o) const {
         return on != o.on ? on < o.on : seq != o.seq ? seq < o.seq : code < o.code;
     }
-    bool operator==(const Result& o) const {
-        return on == o.on && seq == o.seq && code == o.code;
-    }
+    bool operator==(const Result& o) const { return on == o.on && seq == o.seq && code == o.code; }
 };
 
 // What the fuzzer reads from the library and its peers once time has settled.
