@@ -613,6 +613,63 @@ struct World {
         transCamId = -1;
     }
 
+    // Everything that decides what this world does from now on: two worlds
+    // with one signature are one.
+    std::string Signature() const {
+        std::ostringstream out;
+        out << exact << refuted << mode << transMode << transCamId << virCamCounter << property
+            << switchCb << streams << seq << '|';
+        for (size_t g = 0; g < remotes.size(); ++g) {
+            const ModelRemote& r = remotes[g];
+            out << r.alive << linked[g] << r.nextId << ':';
+            for (Answer a : r.script) {
+                out << static_cast<int>(a) << ',';
+            }
+            for (uint32_t id : r.control) {
+                out << 'c' << id;
+            }
+            for (uint32_t id : r.data) {
+                out << 'd' << id;
+            }
+            out << ';';
+        }
+        for (int slot : registry) {
+            out << slot << ',';
+        }
+        for (const auto& [slot, session] : sessions) {
+            out << 's' << slot << ':' << session.remote << ',' << session.control << ','
+                << session.data << ',' << session.virCamId << ',' << session.serial << ','
+                << session.ok[0] << session.ok[1] << session.ok[2];
+        }
+        out << '|';
+        for (const auto& task : onQueue) {
+            out << task.first << ':' << task.second << ',';
+        }
+        out << onRunning << onSlot << ':' << onSeq << ':' << stage << polling << waiting << ':'
+            << stepRemote << ':' << pollStart << ':' << wakeAt << ':' << returned[0] << returned[1]
+            << returned[2] << ':' << sessionSerial << '|';
+        for (const PendingAnswer& a : answers) {
+            out << a.at << ',' << a.step << ',' << a.id << ',' << a.ok << ',' << a.remote << ';';
+        }
+        for (Ns at : reopenAt) {
+            out << 'o' << at;
+        }
+        for (int slot : deathsPending) {
+            out << 'p' << slot;
+        }
+        for (int remote : queuedDeaths) {
+            out << 'q' << remote;
+        }
+        out << '|' << reconfig << reconfigSlot << ':' << reconfigSerial << ':' << reconfigDeadline
+            << ':' << afterReconfig.size() << '|';
+        std::vector<Result> sorted = results;
+        std::sort(sorted.begin(), sorted.end());
+        for (const Result& r : sorted) {
+            out << r.on << ',' << r.seq << ',' << r.code << ';';
+        }
+        return out.str();
+    }
+
     // Runs what happens before t, in time order. Two things at one instant
     // are a race: an answer on a step's deadline is one the contract leaves
     // open (both orders are kept); any other is not generated on purpose and
@@ -741,7 +798,17 @@ void SwitchModel::ForEach(Fn&& fn) {
     if (overflow && !next.empty()) {
         next.back()->exact = false;
     }
-    mWorlds.swap(next);
+    // Races whose outcomes come to the same world leave one.
+    std::set<std::string> seen;
+    std::vector<World*> distinct;
+    for (World* world : next) {
+        if (world->afterReconfig.empty() && !seen.insert(world->Signature()).second) {
+            delete world;
+        } else {
+            distinct.push_back(world);
+        }
+    }
+    mWorlds.swap(distinct);
 }
 
 void SwitchModel::AdvanceTo(Ns t, bool settled) {
