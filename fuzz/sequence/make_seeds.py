@@ -49,6 +49,9 @@ for step in STEPS:
 SEEDS.append(((OK, OK), [("1ms", "on", 0), ("settle", "script", 0, "config", "never"),
                          ("1ms", "reconfigure"), ("1s", "off", 0)]))
 SEEDS.append(((OK, OK), [("1ms", "close"), ("1ms", "on", 0), ("2s", "reconfigure")]))
+# A handover to the other device after the pipeline reconfigured.
+SEEDS.append(((OK, OK), [("1ms", "on", 0), ("settle", "reconfigure"), ("1ms", "off", 0),
+                         ("1ms", "on", 1)]))
 
 out_dir = sys.argv[1]
 os.makedirs(out_dir, exist_ok=True)
