@@ -107,16 +107,6 @@ void ScriptedRemote::Notify(RemoteStep step, uint32_t sessionId, bool ok) {
     status.isOk();
 }
 
-template <typename Callback>
-static void Answered(ScriptedRemote* remote, bool started, uint32_t sessionId, Callback& cb) {
-    (void)remote;
-    if (started) {
-        cb(ScriptedRemote::CameraStatus::OK, sessionId);
-    } else {
-        cb(ScriptedRemote::CameraStatus::INTERNAL_ERROR, 0);
-    }
-}
-
 ScriptedRemote::Return<void> ScriptedRemote::openControlSession(const hidl_string& /*deviceId*/,
                                                                 const hidl_string& /*name*/,
                                                                 openControlSession_cb cb) {
@@ -127,7 +117,8 @@ ScriptedRemote::Return<void> ScriptedRemote::openControlSession(const hidl_strin
     }
     Answer answer = Answer::kAtOnce;
     const bool started = StartStep(kControl, sessionId, &answer);
-    Answered(this, started, sessionId, cb);
+    // A failed call opens nothing.
+    cb(started ? CameraStatus::OK : CameraStatus::INTERNAL_ERROR, started ? sessionId : 0);
     Ns delay = 0;
     if (started && DelayedAnswer(answer, &delay)) {
         std::lock_guard<std::mutex> lock(mLock);
@@ -149,7 +140,8 @@ ScriptedRemote::Return<void> ScriptedRemote::openDataSession(const hidl_string& 
     }
     Answer answer = Answer::kAtOnce;
     const bool started = StartStep(kData, sessionId, &answer);
-    Answered(this, started, sessionId, cb);
+    // A failed call opens nothing.
+    cb(started ? CameraStatus::OK : CameraStatus::INTERNAL_ERROR, started ? sessionId : 0);
     Ns delay = 0;
     if (started && DelayedAnswer(answer, &delay)) {
         std::lock_guard<std::mutex> lock(mLock);
