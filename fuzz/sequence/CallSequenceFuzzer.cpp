@@ -278,6 +278,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 model.RegisterSwitchCallback(t);
                 break;
             case kReconfigure:
+                // The remotes answer this reconfiguration (and later stream
+                // configurations) as the event says.
+                for (int slot = 0; slot < kSlots; ++slot) {
+                    peers.remotes[peers.newest[slot]]->fake->SetScript(kConfig, event.answer);
+                    scripts[slot][kConfig] = event.answer;
+                    model.SetScript(slot, kConfig, event.answer);
+                }
                 model.Reconfigure(t);
                 pipelineCalls.emplace_back([&peers] {
                     peers.translatorChannel->BackupPhyConfigStreams(0, PipelineStreams()).isOk();

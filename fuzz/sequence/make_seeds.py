@@ -31,6 +31,8 @@ OK = ("at_once",) * 3
 SEEDS = [
     ((OK, OK), [("1ms", "on", 0), ("settle", "off", 0)]),
     ((OK, OK), [("1ms", "on", 0), ("settle", "reconfigure"), ("settle", "off", 0)]),
+    ((OK, OK), [("1ms", "on", 0), ("settle", "reconfigure", 0, "config", "late_1s"),
+                ("settle", "off", 0)]),
     ((OK, OK), [("1ms", "on", 0), ("settle", "close"), ("10ms", "reconfigure"), ("settle", "on", 1)]),
     ((("late_1s", "at_once", "at_once"), OK), [("1ms", "on", 0), ("100ms", "on", 1), ("1ms", "off", 0),
                                                ("settle", "on", 1)]),
@@ -46,8 +48,8 @@ for step in STEPS:
         script = [a for a in OK]
         script[STEPS.index(step)] = answer
         SEEDS.append(((tuple(script), OK), [("1ms", "on", 0), ("settle", "off", 0)]))
-SEEDS.append(((OK, OK), [("1ms", "on", 0), ("settle", "script", 0, "config", "never"),
-                         ("1ms", "reconfigure"), ("1s", "off", 0)]))
+SEEDS.append(((OK, OK), [("1ms", "on", 0), ("settle", "reconfigure", 0, "config", "never"),
+                         ("1s", "off", 0)]))
 SEEDS.append(((OK, OK), [("1ms", "close"), ("1ms", "on", 0), ("2s", "reconfigure")]))
 # A handover to the other device after the pipeline reconfigured.
 SEEDS.append(((OK, OK), [("1ms", "on", 0), ("settle", "reconfigure"), ("1ms", "off", 0),
