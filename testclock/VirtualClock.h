@@ -25,9 +25,9 @@
 
 namespace vircam_testclock {
 
-// How the time thread waits between its looks at the process: asleep (cheap,
-// for test suites that run many processes at once) or yielding in a loop
-// (about twice as many jumps a second, for a fuzzer that has the machine).
+// How the time thread waits between its looks at the process: asleep, or
+// yielding in a loop (which keeps a core busy for no gain measured on a
+// two-core machine; kept for machines with cores to spare).
 enum class Pace { kSleep, kSpin };
 
 class VirtualClock final : public pelcamera::VirCamClock {

@@ -113,7 +113,7 @@ android::hardware::hidl_vec<vircam::VirStream> PipelineStreams() {
 // outlive every single input.
 struct Peers {
     Peers()
-        : clock(vircam_testclock::InstallVirtualClock(vircam_testclock::Pace::kSpin)),
+        : clock(vircam_testclock::InstallVirtualClock(vircam_testclock::Pace::kSleep)),
           service(CreateVirtualCameraStreamChange()),
           channel(service),
           translatorChannel(CreateVirtualCameraTranslator()),
