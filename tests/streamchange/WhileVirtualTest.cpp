@@ -11,6 +11,7 @@
 
 #include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 namespace {
@@ -103,10 +104,11 @@ TEST_P(FailedReconfigurationTest, TearsTheSessionsDown) {
         h.remote.process->failNextCalls("configStream");
     }
 
-    const auto start = std::chrono::steady_clock::now();
+    // The library's clock: the test may run on virtual time.
+    const auto start = pelcamera::Clock().Now();
     EXPECT_EQ(0, h.translator->BackupPhyConfigStreams(PipelineStreams()));
     const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        std::chrono::duration<double>(pelcamera::Clock().Now() - start).count();
     EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, "VirCam_Translator",
                         "UpdateConfigureStreams: send camera config stream to virtual camera "
                         "failed"));

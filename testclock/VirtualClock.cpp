@@ -1,0 +1,276 @@
+#include "VirtualClock.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace vircam_testclock {
+
+namespace {
+
+// A thread may go from one wait to the next through a moment in which the
+// kernel already reports it as sleeping and the thread it woke not yet as
+// runnable; a few scans apart close that gap.
+constexpr int kIdleScans = 2;
+constexpr auto kScanGap = std::chrono::microseconds(10);
+constexpr auto kRetry = std::chrono::microseconds(20);
+// What a blocked thread may still spend (a futex wake-up's tail) while the
+// others are taken for idle.
+constexpr int64_t kCpuSlack = 2000;
+
+// True when the thread's state letter, after the command name, is not one of
+// running or uninterruptible.
+bool ThreadBlocked(const char* taskDir, const char* tid) {
+    char path[96];
+    snprintf(path, sizeof(path), "%s/%s/stat", taskDir, tid);
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return true;  // gone since the listing
+    }
+    char buffer[512];
+    const ssize_t n = read(fd, buffer, sizeof(buffer) - 1);
+    close(fd);
+    if (n <= 0) {
+        return true;
+    }
+    buffer[n] = '\0';
+    const char* end = strrchr(buffer, ')');
+    if (end == nullptr || end[1] == '\0' || end[2] == '\0') {
+        return false;
+    }
+    const char state = end[2];
+    return state != 'R' && state != 'D' && state != 'W';
+}
+
+// CPU time of every thread but the calling one: a cheap sign of work.
+int64_t OthersCpuNs() {
+    timespec process{};
+    timespec self{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &process);
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &self);
+    return (process.tv_sec - self.tv_sec) * 1000000000LL + (process.tv_nsec - self.tv_nsec);
+}
+
+}  // namespace
+
+VirtualClock::VirtualClock(Pace pace) : mPace(pace), mTime([this] { Run(); }) {}
+
+void VirtualClock::Pause(std::chrono::microseconds duration) const {
+    if (mPace == Pace::kSleep) {
+        std::this_thread::sleep_for(duration);
+        return;
+    }
+    const auto until = std::chrono::steady_clock::now() + duration;
+    while (std::chrono::steady_clock::now() < until) {
+        sched_yield();
+    }
+}
+
+VirtualClock::~VirtualClock() {
+    mStop.store(true);
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        mChanged.notify_all();
+    }
+    mTime.join();
+}
+
+VirtualClock::TimePoint VirtualClock::Now() {
+    return TimePoint(std::chrono::nanoseconds(mNowNs.load(std::memory_order_acquire)));
+}
+
+void VirtualClock::SleepFor(Duration duration) {
+    if (duration <= Duration::zero()) {
+        return;
+    }
+    std::unique_lock<std::mutex> guard(mLock);
+    auto waiter = mWaiters.insert(mWaiters.end(), Waiter{Now() + duration, &mSleepers, nullptr});
+    ++mActivity;
+    mChanged.notify_all();
+    mSleepers.wait(guard, [&]() REQUIRES(mLock) { return waiter->due; });
+    mWaiters.erase(waiter);
+    ++mActivity;
+    mChanged.notify_all();
+}
+
+std::cv_status VirtualClock::WaitUntil(std::condition_variable& cond,
+                                       std::unique_lock<std::mutex>& lock, TimePoint deadline) {
+    if (Now() >= deadline) {
+        return std::cv_status::timeout;
+    }
+    std::list<Waiter>::iterator waiter;
+    {
+        std::lock_guard<std::mutex> guard(mLock);
+        waiter = mWaiters.insert(mWaiters.end(), Waiter{deadline, &cond, lock.mutex()});
+        ++mActivity;
+        mChanged.notify_all();
+    }
+    cond.wait(lock);
+    {
+        std::unique_lock<std::mutex> guard(mLock);
+        // The time thread may be about to take `lock` to notify: it gives up
+        // once it sees the waiter has left, and the entry must live until then.
+        waiter->cond = nullptr;
+        mChanged.notify_all();
+        mChanged.wait(guard, [&]() REQUIRES(mLock) { return !waiter->notifying; });
+        mWaiters.erase(waiter);
+        ++mActivity;
+        mChanged.notify_all();
+    }
+    return Now() >= deadline ? std::cv_status::timeout : std::cv_status::no_timeout;
+}
+
+void VirtualClock::Settle() {
+    std::unique_lock<std::mutex> guard(mLock);
+    ++mSettlers;
+    ++mActivity;
+    const uint64_t round = mSettledRound;
+    mChanged.notify_all();
+    mSleepers.wait(guard, [&]() REQUIRES(mLock) { return mSettledRound != round; });
+    --mSettlers;
+}
+
+bool VirtualClock::ScanOnce() {
+    static constexpr const char* kTaskDir = "/proc/self/task";
+    DIR* dir = opendir(kTaskDir);
+    if (dir == nullptr) {
+        abort();  // the clock cannot work without it
+    }
+    char self[16];
+    snprintf(self, sizeof(self), "%d", mTimeTid);
+    bool idle = true;
+    while (const dirent* entry = readdir(dir)) {
+        if (entry->d_name[0] == '.' || strcmp(entry->d_name, self) == 0) {
+            continue;
+        }
+        if (!ThreadBlocked(kTaskDir, entry->d_name)) {
+            idle = false;
+            break;
+        }
+    }
+    closedir(dir);
+    return idle;
+}
+
+bool VirtualClock::ProcessIdle() {
+    // Threads that burn CPU are not idle: no need to read their states. One
+    // that is runnable but waits for a CPU burns none, hence the scans.
+    const int64_t cpu = OthersCpuNs();
+    Pause(kScanGap);
+    if (OthersCpuNs() - cpu > kCpuSlack) {
+        return false;
+    }
+    for (int scan = 0; scan < kIdleScans; ++scan) {
+        if (scan > 0) {
+            Pause(kScanGap);
+        }
+        if (!ScanOnce()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+void VirtualClock::Run() {
+    mTimeTid = static_cast<int>(syscall(SYS_gettid));
+    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
+    std::unique_lock<std::mutex> guard(mLock);
+    while (!mStop.load()) {
+        bool pending = mSettlers > 0;
+        for (const Waiter& waiter : mWaiters) {
+            pending = pending || !waiter.due;
+        }
+        if (!pending) {
+            mChanged.wait(guard);
+            continue;
+        }
+        const uint64_t activity = mActivity;
+        guard.unlock();
+        const bool idle = ProcessIdle();
+        guard.lock();
+        if (!idle || activity != mActivity) {
+            guard.unlock();
+            Pause(kRetry);
+            guard.lock();
+            continue;
+        }
+        const Waiter* next = nullptr;
+        for (const Waiter& waiter : mWaiters) {
+            if (!waiter.due && (next == nullptr || waiter.deadline < next->deadline)) {
+                next = &waiter;
+            }
+        }
+        if (next == nullptr) {
+            // Nothing waits on time and nothing runs: whoever settles may go.
+            ++mSettledRound;
+            mSleepers.notify_all();
+            mChanged.wait(guard,
+                          [&]() REQUIRES(mLock) { return mStop.load() || mActivity != activity; });
+            continue;
+        }
+        const TimePoint now = next->deadline;
+        mNowNs.store(
+            std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count(),
+            std::memory_order_release);
+        mJumps.fetch_add(1, std::memory_order_relaxed);
+        std::vector<Waiter*> toWake;
+        for (Waiter& waiter : mWaiters) {
+            if (!waiter.due && waiter.deadline <= now) {
+                waiter.due = true;
+                if (waiter.mutex != nullptr) {
+                    waiter.notifying = true;
+                    toWake.push_back(&waiter);
+                }
+            }
+        }
+        mSleepers.notify_all();
+        guard.unlock();
+        for (Waiter* waiter : toWake) {
+            for (;;) {
+                if (waiter->mutex->try_lock()) {
+                    std::condition_variable* cond = nullptr;
+                    {
+                        std::lock_guard<std::mutex> state(mLock);
+                        cond = waiter->cond;
+                    }
+                    if (cond != nullptr) {
+                        cond->notify_all();
+                    }
+                    waiter->mutex->unlock();
+                    break;
+                }
+                {
+                    std::lock_guard<std::mutex> state(mLock);
+                    if (waiter->cond == nullptr) {
+                        break;  // it woke on its own and holds its lock again
+                    }
+                }
+                Pause(kRetry);
+            }
+        }
+        guard.lock();
+        for (Waiter* waiter : toWake) {
+            waiter->notifying = false;
+        }
+        mChanged.notify_all();
+    }
+}
+
+VirtualClock& InstallVirtualClock(Pace pace) {
+    static VirtualClock* const clock = [pace] {
+        auto* installed = new VirtualClock(pace);
+        pelcamera::InstallVirCamClock(installed);
+        return installed;
+    }();
+    return *clock;
+}
+
+}  // namespace vircam_testclock
