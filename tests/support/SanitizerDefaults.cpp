@@ -1,17 +1,5 @@
 // Built into every test binary: what the sanitizers must know about the
-// library's deliberate process-lifetime objects.
-
-extern "C" {
-
-// The channel service is a function-local static pinned by one strong
-// reference that is never released, so that reference counting can never
-// delete a static. Its reference-count block therefore outlives the object
-// at exit, by design.
-const char* __lsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
-    return "leak:CreateVirtualCameraStreamChange\n";
-}
-
-}  // extern "C"
+// library's deliberate lock patterns and uninstrumented platform libraries.
 
 extern "C" {
 
