@@ -110,47 +110,36 @@ void ScriptedRemote::Notify(RemoteStep step, uint32_t sessionId, bool ok) {
 ScriptedRemote::Return<void> ScriptedRemote::openControlSession(const hidl_string& /*deviceId*/,
                                                                 const hidl_string& /*name*/,
                                                                 openControlSession_cb cb) {
-    uint32_t sessionId = 0;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        sessionId = mNextSessionId++;
-    }
-    Answer answer = Answer::kAtOnce;
-    const bool started = StartStep(kControl, sessionId, &answer);
-    // A failed call opens nothing.
-    cb(started ? CameraStatus::OK : CameraStatus::INTERNAL_ERROR, started ? sessionId : 0);
-    Ns delay = 0;
-    if (started && DelayedAnswer(answer, &delay)) {
-        std::lock_guard<std::mutex> lock(mLock);
-        mAnswers.emplace_back([this, sessionId, answer, delay] {
-            pelcamera::Clock().SleepFor(std::chrono::nanoseconds(delay));
-            Notify(kControl, sessionId, AnswerOk(answer));
-        });
-    }
+    OpenSession(kControl, cb);
     return android::hardware::Void();
 }
 
 ScriptedRemote::Return<void> ScriptedRemote::openDataSession(const hidl_string& /*deviceId*/,
                                                              const hidl_string& /*name*/,
                                                              openDataSession_cb cb) {
+    OpenSession(kData, cb);
+    return android::hardware::Void();
+}
+
+void ScriptedRemote::OpenSession(RemoteStep step,
+                                 const std::function<void(CameraStatus, uint32_t)>& cb) {
     uint32_t sessionId = 0;
     {
         std::lock_guard<std::mutex> lock(mLock);
         sessionId = mNextSessionId++;
     }
     Answer answer = Answer::kAtOnce;
-    const bool started = StartStep(kData, sessionId, &answer);
+    const bool started = StartStep(step, sessionId, &answer);
     // A failed call opens nothing.
     cb(started ? CameraStatus::OK : CameraStatus::INTERNAL_ERROR, started ? sessionId : 0);
     Ns delay = 0;
     if (started && DelayedAnswer(answer, &delay)) {
         std::lock_guard<std::mutex> lock(mLock);
-        mAnswers.emplace_back([this, sessionId, answer, delay] {
+        mAnswers.emplace_back([this, step, sessionId, answer, delay] {
             pelcamera::Clock().SleepFor(std::chrono::nanoseconds(delay));
-            Notify(kData, sessionId, AnswerOk(answer));
+            Notify(step, sessionId, AnswerOk(answer));
         });
     }
-    return android::hardware::Void();
 }
 
 ScriptedRemote::Return<ScriptedRemote::CameraStatus> ScriptedRemote::configStream(

@@ -6,6 +6,7 @@
 #include <hostproxy/HostProxyVirCameraChannelCallback.h>
 #include <vendor/travik/hardware/camera/vircamera/1.0/IVirCameraChannel.h>
 
+#include <functional>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -63,6 +64,10 @@ private:
     // A library thread inside an open or configure call; takes mLock briefly.
     // False when the call is to fail (error status or death).
     bool StartStep(RemoteStep step, uint32_t sessionId, Answer* answer) EXCLUDES(mLock);
+    // Either open call, on the caller's thread: answers it and schedules the
+    // step's result as scripted. mLock briefly.
+    void OpenSession(RemoteStep step, const std::function<void(CameraStatus, uint32_t)>& cb)
+        EXCLUDES(mLock);
     // Any thread; reports a step's result to the library unless dead.
     void Notify(RemoteStep step, uint32_t sessionId, bool ok) EXCLUDES(mLock);
     bool Dead() const;
