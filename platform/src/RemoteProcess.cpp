@@ -22,9 +22,11 @@ class DeathNotifier {
 public:
     static constexpr size_t kThreads = 3;
 
+    // Never destroyed, like a device's runtime: a process that exits while
+    // peers die still posts their notices.
     static DeathNotifier& instance() {
-        static DeathNotifier notifier;
-        return notifier;
+        static DeathNotifier* const notifier = new DeathNotifier();
+        return *notifier;
     }
 
     void post(std::function<void()> delivery) {
@@ -50,17 +52,6 @@ public:
         return false;
     }
 
-    ~DeathNotifier() {
-        {
-            std::lock_guard<std::mutex> lock(mLock);
-            mStop = true;
-            mWake.notify_all();
-        }
-        for (auto& thread : mThreads) {
-            thread.join();
-        }
-    }
-
 private:
     DeathNotifier() {
         for (size_t i = 0; i < kThreads; ++i) {
@@ -71,10 +62,7 @@ private:
     void run() {
         std::unique_lock<std::mutex> lock(mLock);
         while (true) {
-            mWake.wait(lock, [&] { return mStop || !mQueue.empty(); });
-            if (mQueue.empty()) {
-                return;
-            }
+            mWake.wait(lock, [&] { return !mQueue.empty(); });
             auto delivery = std::move(mQueue.front());
             mQueue.pop_front();
             lock.unlock();
@@ -91,7 +79,6 @@ private:
     std::deque<std::function<void()>> mQueue;
     uint64_t mPosted = 0;
     uint64_t mDelivered = 0;
-    bool mStop = false;
     std::vector<std::thread> mThreads;  // last: start once the rest is ready
 };
 

@@ -147,6 +147,7 @@ TEST(ProcessExitTest, ExitNeverWaitsForAPeerThatNeverReturns) {
             h.translator->SetTransCallback(pipeline.proxy, 0);
             h.translator->BackupPhyConfigStreams(PipelineStreams());
             h.SwitchOnAndWait("devA", "cam1");
+            h.remote.fake->JoinAnswers();  // a finished thread left unjoined is TSan's report
             std::thread([&h] { h.channel->onVirImageBufferDone(11, AnImage()).isOk(); }).detach();
             if (!WaitUntil([&pipeline] { return pipeline.fake->entered.load(); })) {
                 _exit(4);
@@ -166,6 +167,7 @@ TEST(ProcessExitTest, ExitWhileCallsKeepArrivingFreesNothingUnderThem) {
                 static pelcamera::NoDestructor<SwitchHarness> harness;
                 static SwitchHarness& h = *harness;
                 h.SwitchOnAndWait("devA", "cam1");
+                h.remote.fake->JoinAnswers();
                 static pelcamera::NoDestructor<std::vector<std::unique_ptr<RemoteChannel>>> dying;
                 static auto& doomed = *dying;
                 for (int i = 0; i < 8; ++i) {
