@@ -165,7 +165,11 @@ TEST(ChannelDebugDumpTest, DumpsTheStateItReads) {
     EXPECT_NE(std::string::npos, dump.find("running now: nothing\n"));
 
     h.SwitchOnAndWait("devA", "cam1");
-    dump = ReadDebug(*h.channel).text;
+    // The worker flips the mode before its sequence has ended.
+    ASSERT_TRUE(WaitUntil([&] {
+        dump = ReadDebug(*h.channel).text;
+        return dump.find("running now: nothing\n") != std::string::npos;
+    }));
     for (const char* expected : {
              "IVirCameraChannel service\n",
              "mode: VIRTUAL\n",
