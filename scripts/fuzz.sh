@@ -25,5 +25,5 @@ for target in notify:notify_fuzzer sequence:call_sequence_fuzzer; do
     echo "== $fuzzer for ${seconds}s"
     # The sequence fuzzer runs on virtual time: an input takes milliseconds.
     ./build-fuzz/fuzz/"$fuzzer" "${options[@]}" -max_total_time="$seconds" -timeout=30 -print_final_stats=1 \
-        "$work" 2>&1 | grep -E "^(#|==|INFO: -|stat::|Done)|ERROR|SUMMARY|inconsistent" | tail -n 8
+        "$work" 2>&1 | grep -E "^(#|==|INFO: -|stat::|Done)|^ +#[0-9]+ |ERROR|SUMMARY|inconsistent" | tail -n 60
 done
