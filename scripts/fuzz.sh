@@ -19,6 +19,10 @@ for target in notify:notify_fuzzer sequence:call_sequence_fuzzer; do
     fuzzer=${target##*:}
     options=()
     [ "$corpus" = notify ] && options=(-max_len=8192 -dict=fuzz/notify.dict)
+    # VIRCAM_SEQUENCE_REPLAY=1: the sequence fuzzer only replays its corpus.
+    if [ "$corpus" = sequence ] && [ -n "${VIRCAM_SEQUENCE_REPLAY:-}" ]; then
+        options=(-runs=0)
+    fi
     work=build-fuzz/corpus-$corpus
     mkdir -p "$work"
     cp -n fuzz/corpus/"$corpus"/* "$work"/ 2>/dev/null || true
