@@ -65,6 +65,71 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     reconfiguration.join();
 }
 
+// While virtual every id is known, so no result falls back to a session being
+// set up: one that names the other kind of session id matches nothing and
+// flags nothing. A's control session is 10, its data session 11.
+TEST(StepResultTest, ALookupByOneKindOfSessionIdNeverMatchesTheOther) {
+    SwitchHarness h;
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    FakeRemoteChannel& remote = *h.remote.fake;
+    remote.Report(RemoteStep::kControlSession, 11, 0);
+    remote.Report(RemoteStep::kConfigStream, 11, 0);
+    remote.Report(RemoteStep::kDataSession, 10, 0);
+    const char* kNoneReturned = "results returned: control no, configuration no, data no";
+    EXPECT_NE(std::string::npos, h.Dump().find(kNoneReturned)) << h.Dump();
+
+    remote.Report(RemoteStep::kControlSession, 10, 0);  // its own kind: found and flagged
+    EXPECT_NE(std::string::npos,
+              h.Dump().find("results returned: control yes, configuration no, data no"));
+}
+
+// A result that comes while no step waits (here: while virtual) is flagged
+// for the wait still to come. Each switch-on clears the flags first, so the
+// next switch-on's step waits for its own remote's answer instead of going
+// on at once and finding its session without a result.
+struct StaleResult {
+    const char* name;
+    RemoteStep step;
+    uint32_t sessionId;  // A's session the result names
+    const char* flagged;
+};
+
+void PrintTo(const StaleResult& c, std::ostream* os) {
+    *os << c.name;
+}
+
+class StaleResultTest : public ::testing::TestWithParam<StaleResult> {};
+
+TEST_P(StaleResultTest, DoesNotStandInForTheNextSwitchOnsAnswer) {
+    const StaleResult& c = GetParam();
+    SwitchHarness h;
+    RemoteChannel& b = h.AddRemote("devB", "cam2", 50);
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    h.remote.fake->Report(c.step, c.sessionId, FakeRemoteChannel::SuccessOf(c.step));
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOff("devA", "cam1").status);
+    ASSERT_TRUE(h.WaitForResults(2));
+    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    ASSERT_NE(std::string::npos, h.Dump().find(c.flagged)) << h.Dump();
+
+    StepScript late;
+    late.mode = AnswerMode::kLate;
+    late.delay = milliseconds(300);
+    b.fake->Script(c.step, late);
+    h.SwitchOnAndWait("devB", "cam2");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachStep, StaleResultTest,
+    ::testing::Values(StaleResult{"Control", RemoteStep::kControlSession, 10,
+                                  "results returned: control yes, configuration no, data no"},
+                      StaleResult{"Config", RemoteStep::kConfigStream, 10,
+                                  "results returned: control no, configuration yes, data no"},
+                      StaleResult{"Data", RemoteStep::kDataSession, 11,
+                                  "results returned: control no, configuration no, data yes"}),
+    [](const ::testing::TestParamInfo<StaleResult>& info) { return info.param.name; });
+
 // Waiters for two sessions of one step: a result goes to its own session's
 // waiter only, and neither a result for another session nor a spurious
 // wake-up ends a wait.

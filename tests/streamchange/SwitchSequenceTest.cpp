@@ -84,6 +84,30 @@ TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {
     EXPECT_TRUE(h.HasSession("devB", "cam2"));
 }
 
+// A switch-on that finds no channel callback leaves the session it entered
+// behind. The next successful switch-on closes the sessions of every pair
+// but its own: at the remote where one is registered by now, and in the
+// table for all of them.
+TEST(SwitchSequenceTest, ASwitchOnClosesTheSessionsOfEveryOtherPair) {
+    SwitchHarness h;
+    for (const char* id : {"cam3", "cam4"}) {
+        ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devC", id).status);
+        ASSERT_TRUE(WaitUntil([&] {
+            return h.HasSession("devC", id) && h.service->GetCameraMode() == pelcamera::PHYSICAL;
+        }));
+    }
+    RemoteChannel& late = h.AddRemote("devC", "cam3", 70);
+
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    EXPECT_EQ((std::vector<std::string>{"closeDataSession 0", "closeControlSession 0"}),
+              late.fake->Calls());
+    EXPECT_FALSE(h.HasSession("devC", "cam3"));
+    EXPECT_FALSE(h.HasSession("devC", "cam4"));
+    EXPECT_TRUE(h.HasSession("devA", "cam1"));
+    EXPECT_EQ(3u, h.remote.fake->Calls().size());  // nothing of its own closed
+}
+
 TEST(SwitchSequenceTest, AResultBeforeTheOpenCallReturnsIsNotLost) {
     LogCapture log;
     SwitchHarness h;

@@ -2,9 +2,7 @@
 
 namespace vircam_test {
 
-namespace {
-
-int32_t SuccessOf(RemoteStep step) {
+int32_t FakeRemoteChannel::SuccessOf(RemoteStep step) {
     switch (step) {
         case RemoteStep::kControlSession:
             return static_cast<int32_t>(vircam::VirCamOptRet::OPT_CTRL_SESSION_OK);
@@ -15,8 +13,6 @@ int32_t SuccessOf(RemoteStep step) {
     }
     return -1;
 }
-
-}  // namespace
 
 FakeRemoteChannel::FakeRemoteChannel(uint32_t firstSessionId) : mNextSessionId(firstSessionId) {}
 
@@ -150,7 +146,7 @@ void FakeRemoteChannel::OpenSession(RemoteStep step, const char* call, const hid
         return;
     }
     if (script.mode == AnswerMode::kBeforeReturn) {
-        Notify(step, sessionId, script.result);
+        Report(step, sessionId, script.result);
     }
     cb(CameraStatus::OK, sessionId);
     Answer(step, sessionId, script);
@@ -165,11 +161,11 @@ void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepSc
     std::lock_guard<std::mutex> lock(mLock);
     mAnswers.emplace_back([this, step, sessionId, script] {
         std::this_thread::sleep_for(script.delay);
-        Notify(step, sessionId, script.result);
+        Report(step, sessionId, script.result);
     });
 }
 
-void FakeRemoteChannel::Notify(RemoteStep step, uint32_t sessionId, int32_t result) {
+void FakeRemoteChannel::Report(RemoteStep step, uint32_t sessionId, int32_t result) {
     // The service lives as long as the process, so an answer thread takes no
     // reference: one released by a thread that nothing joins would race the
     // service's destruction at exit.
@@ -223,7 +219,7 @@ android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::co
         return script.callStatus;
     }
     if (script.mode == AnswerMode::kBeforeReturn) {
-        Notify(RemoteStep::kConfigStream, sessionId, script.result);
+        Report(RemoteStep::kConfigStream, sessionId, script.result);
     }
     Answer(RemoteStep::kConfigStream, sessionId, script);
     return CameraStatus::OK;

@@ -66,6 +66,10 @@ public:
     // order, from a thread of its own.
     void EchoImages();
 
+    // Reports a step's result now, from the caller's thread, whatever the script.
+    void Report(RemoteStep step, uint32_t sessionId, int32_t result);
+    static int32_t SuccessOf(RemoteStep step);
+
     // Long runs (the fuzzer) drop what has been recorded so far.
     void ForgetRecords();
     std::vector<std::string> Calls() const;
@@ -95,7 +99,6 @@ private:
     template <typename Callback>
     void OpenSession(RemoteStep step, const char* call, const hidl_string& name, Callback cb);
     void Answer(RemoteStep step, uint32_t sessionId, const StepScript& script);
-    void Notify(RemoteStep step, uint32_t sessionId, int32_t result);
     void DieIfScripted(const StepScript& script);
 
     mutable std::mutex mLock;

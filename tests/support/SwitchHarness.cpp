@@ -5,6 +5,8 @@
 
 #include <thread>
 
+#include "support/DebugPipe.h"
+
 namespace vircam_test {
 
 bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
@@ -113,6 +115,14 @@ bool SwitchHarness::WaitForResults(size_t count) const {
 
 bool SwitchHarness::WaitForMode(int32_t mode) const {
     return WaitUntil([&] { return service->GetCameraMode() == mode; });
+}
+
+bool SwitchHarness::WaitUntilIdle() const {
+    return WaitUntil([&] { return Dump().find("running now: nothing\n") != std::string::npos; });
+}
+
+std::string SwitchHarness::Dump() const {
+    return ReadDebug(*channel).text;
 }
 
 bool SwitchHarness::HasSession(const std::string& deviceId, const std::string& id) const {
