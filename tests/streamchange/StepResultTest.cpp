@@ -40,13 +40,11 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);  // seq 3, runs first
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
-    ASSERT_TRUE(WaitUntil(
-        [&] { return h.service->BusyText().find("seq 3, step hal init") != std::string::npos; }));
+    ASSERT_TRUE(h.WaitForStep(3, "hal init"));
     h.service->SetHalInitStatus();
     ASSERT_TRUE(h.WaitForResults(1));
     EXPECT_EQ((SwitchResult{true, 3, 300}), h.devMgt.fake->Results()[0]);
-    ASSERT_TRUE(WaitUntil(
-        [&] { return h.service->BusyText().find("seq 2, step hal init") != std::string::npos; }));
+    ASSERT_TRUE(h.WaitForStep(2, "hal init"));
 
     StepScript silent;
     silent.mode = AnswerMode::kNever;

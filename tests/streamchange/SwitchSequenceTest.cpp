@@ -91,10 +91,8 @@ TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {
 TEST(SwitchSequenceTest, ASwitchOnClosesTheSessionsOfEveryOtherPair) {
     SwitchHarness h;
     for (const char* id : {"cam3", "cam4"}) {
-        ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devC", id).status);
-        ASSERT_TRUE(WaitUntil([&] {
-            return h.HasSession("devC", id) && h.service->GetCameraMode() == pelcamera::PHYSICAL;
-        }));
+        ASSERT_TRUE(h.WaitForEnd(h.SwitchOn("devC", id).seqNum));
+        ASSERT_TRUE(h.HasSession("devC", id));
     }
     RemoteChannel& late = h.AddRemote("devC", "cam3", 70);
 
@@ -142,8 +140,9 @@ TEST(SwitchSequenceTest, HalInitAfterTheWaitStartsLetsTheSwitchGoOn) {
     LogCapture log;
     SwitchHarness h(false);
     h.translator->BackupPhyConfigStreams(PipelineStreams());
-    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);
-    ASSERT_TRUE(WaitUntil([&] { return log.Has(kTag, "[Step0] DoSwitchOnVirtualCamera"); }));
+    const auto reply = h.SwitchOn("devA", "cam1");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(h.WaitForStep(reply.seqNum, "hal init"));
     // The HAL comes up while the switch waits. A report that lands before the
     // wait has begun is not seen by it, so keep reporting, from a thread of
     // its own, until the switch has gone on.
