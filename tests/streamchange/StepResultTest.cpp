@@ -70,14 +70,16 @@ TEST(StepResultTest, ALookupByOneKindOfSessionIdNeverMatchesTheOther) {
     SwitchHarness h;
     h.SwitchOnAndWait("devA", "cam1");
     ASSERT_TRUE(h.WaitUntilIdle());
-    FakeRemoteChannel& remote = *h.remote.fake;
-    remote.Report(RemoteStep::kControlSession, 11, 0);
-    remote.Report(RemoteStep::kConfigStream, 11, 0);
-    remote.Report(RemoteStep::kDataSession, 10, 0);
+    const auto succeeded = [&](RemoteStep step, uint32_t sessionId) {
+        h.remote.fake->Report(step, sessionId, FakeRemoteChannel::SuccessOf(step));
+    };
+    succeeded(RemoteStep::kControlSession, 11);
+    succeeded(RemoteStep::kConfigStream, 11);
+    succeeded(RemoteStep::kDataSession, 10);
     const char* kNoneReturned = "results returned: control no, configuration no, data no";
     EXPECT_NE(std::string::npos, h.Dump().find(kNoneReturned)) << h.Dump();
 
-    remote.Report(RemoteStep::kControlSession, 10, 0);  // its own kind: found and flagged
+    succeeded(RemoteStep::kControlSession, 10);  // its own kind: found and flagged
     EXPECT_NE(std::string::npos,
               h.Dump().find("results returned: control yes, configuration no, data no"));
 }
