@@ -133,7 +133,7 @@ TEST(SwitchOnFailureTest, HalInitTimeOutReports101WithoutTouchingTheRemote) {
                         "CheckHalInitStatus: wait for hal init timeout, return: -1"));
 }
 
-TEST(SwitchOnFailureTest, MissingCallbacksFallBackWithoutAResult) {
+TEST(SwitchOnFailureTest, WithoutAChannelCallbackTheSwitchFallsBackWithoutAResult) {
     SwitchHarness h;
     // A remote registered under the bare id is keyed without its first two
     // characters, so a switch of that id finds no channel callback.
@@ -150,8 +150,10 @@ TEST(SwitchOnFailureTest, MissingCallbacksFallBackWithoutAResult) {
     // The session that the step entered is not rolled back on this path, so
     // the pair stays busy until the camera is closed.
     EXPECT_TRUE(h.HasSession("devC", "cam3"));
+}
 
-    // Without the device-management callback the preparation fails.
+TEST(SwitchOnFailureTest, WithoutASwitchCallbackThePreparationFailsWithoutAResult) {
+    SwitchHarness h;
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->unregisterCameraSwitchCallback()));
     ASSERT_TRUE(h.WaitForEnd(h.SwitchOn("devA", "cam1").seqNum));

@@ -31,19 +31,6 @@ TEST(SwitchSequenceTest, SwitchOnThenOffMovesTheCameraAndCleansUp) {
     EXPECT_EQ(101, status.camId);
     EXPECT_EQ(pelcamera::VIRTUAL, status.camMode);
 
-    // Formats reach the remote converted; everything else passes unchanged.
-    const auto streams = h.remote.fake->LastConfiguredStreams();
-    ASSERT_EQ(3u, streams.size());
-    EXPECT_EQ(1, streams[0].format);
-    EXPECT_EQ(0x200u, streams[0].formatFlags);
-    EXPECT_EQ(1920u, streams[0].width);
-    EXPECT_EQ(5, streams[1].format);
-    EXPECT_EQ(0x9u, streams[1].formatFlags);
-    ASSERT_EQ(1u, streams[1].extras.size());
-    EXPECT_EQ(android::hardware::hidl_string("value"), streams[1].extras[0].value);
-    EXPECT_EQ(2, streams[2].format);
-    EXPECT_EQ(0x40u, streams[2].formatFlags);
-
     const auto off = h.SwitchOff("devA", "cam1");
     EXPECT_EQ(CameraStatus::OK, off.status);
     EXPECT_EQ(3u, off.seqNum);
@@ -66,6 +53,23 @@ TEST(SwitchSequenceTest, SwitchOnThenOffMovesTheCameraAndCleansUp) {
                        "DoSwitchOffVirtualCamera: switch back to local camera success, "
                        "deviceid: d**A, serviceid: c**1");
     }));
+}
+
+// Formats reach the remote converted; everything else passes unchanged.
+TEST(SwitchSequenceTest, StreamFormatsReachTheRemoteConverted) {
+    SwitchHarness h;
+    h.SwitchOnAndWait("devA", "cam1");
+    const auto streams = h.remote.fake->LastConfiguredStreams();
+    ASSERT_EQ(3u, streams.size());
+    EXPECT_EQ(1, streams[0].format);
+    EXPECT_EQ(0x200u, streams[0].formatFlags);
+    EXPECT_EQ(1920u, streams[0].width);
+    EXPECT_EQ(5, streams[1].format);
+    EXPECT_EQ(0x9u, streams[1].formatFlags);
+    ASSERT_EQ(1u, streams[1].extras.size());
+    EXPECT_EQ(android::hardware::hidl_string("value"), streams[1].extras[0].value);
+    EXPECT_EQ(2, streams[2].format);
+    EXPECT_EQ(0x40u, streams[2].formatFlags);
 }
 
 TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {
