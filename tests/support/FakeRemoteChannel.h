@@ -20,6 +20,7 @@ struct RemoteChannel : RemotePeer<FakeRemoteChannel, vircam::HostProxyVirCameraC
     explicit RemoteChannel(uint32_t firstSessionId = 10) : RemotePeer(firstSessionId) {
         fake->AttachProcess(process);
     }
+    ~RemoteChannel() { fake->StopThreads(); }
 };
 
 }  // namespace vircam_test

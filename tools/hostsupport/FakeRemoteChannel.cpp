@@ -27,6 +27,10 @@ int32_t FakeRemoteChannel::FailureOf(RemoteStep step) {
 FakeRemoteChannel::FakeRemoteChannel(uint32_t firstSessionId) : mNextSessionId(firstSessionId) {}
 
 FakeRemoteChannel::~FakeRemoteChannel() {
+    StopThreads();
+}
+
+void FakeRemoteChannel::StopThreads() {
     JoinAnswers();
     {
         std::lock_guard<std::mutex> lock(mLock);

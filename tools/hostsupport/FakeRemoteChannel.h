@@ -89,6 +89,10 @@ public:
     // Returns a finished image for every buffer of every capture request, in
     // order, from a thread of its own.
     void EchoImages();
+    // Waits for the answers on their way and ends the image echo, whose
+    // threads hold the process while they call: an owner that lets the
+    // process go before this fake calls it first.
+    void StopThreads();
 
     // Reports a step's result now, from the caller's thread, whatever the
     // script; a dead remote reports nothing. Overridden to tell about it.
