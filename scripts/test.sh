@@ -24,7 +24,7 @@ esac
 export ASAN_OPTIONS=${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=0}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
 # Without the second stack of each lock-order edge, a deadlock suppression
-# (tests/support/SanitizerDefaults.cpp) matches only the frame that took the
+# (tools/hostsupport/SanitizerDefaults.cpp) matches only the frame that took the
 # lock, not every later edge from a lock that frame once took.
 # atexit_sleep_ms=0: TSan otherwise sleeps a second at exit while other
 # threads live, which the exit tests would take for the library waiting.

@@ -422,15 +422,5 @@ TEST(BinderPoolTest, APeersCallsUnrelatedToTheChainStillTakeItsPool) {
     EXPECT_EQ(1u, a.process->peakBusyThreads());
 }
 
-TEST(BinderPoolTest, TheDefaultBoundIsSixAndSettable) {
-    EXPECT_EQ(6u, android::hardware::thisProcess()->binderThreads());
-    RemoteProcess::setDefaultBinderThreads(3);
-    sp<RemoteProcess> made = new RemoteProcess();
-    EXPECT_EQ(3u, made->binderThreads());
-    RemoteProcess::setDefaultBinderThreads(6);
-    made->setBinderThreads(0);
-    EXPECT_EQ(1u, made->binderThreads());  // a pool has at least one thread
-}
-
 }  // namespace
 }  // namespace vircam_test

@@ -27,41 +27,6 @@ native_handle_t* HandleWithPipe() {
     return handle;
 }
 
-TEST(HidlStringTest, NullIsEmptyAndComparisonIsByContent) {
-    hidl_string fromNull(static_cast<const char*>(nullptr));
-    EXPECT_STREQ("", fromNull.c_str());
-    EXPECT_EQ(0u, fromNull.size());
-
-    hidl_string a("W_cam1");
-    std::string copy = a;
-    hidl_string moved(std::move(a));
-    EXPECT_EQ("W_cam1", copy);
-    EXPECT_EQ(hidl_string("W_cam1"), moved);
-    EXPECT_STREQ("", a.c_str());  // NOLINT(bugprone-use-after-move): a moved-from string is empty
-    EXPECT_TRUE(hidl_string("a") < hidl_string("b"));
-}
-
-TEST(HidlVecTest, CopiesOwnTheirElementsAndResizeKeepsThem) {
-    hidl_vec<hidl_string> names = {"a", "b"};
-    hidl_vec<hidl_string> copy = names;
-    names[0] = "changed";
-    EXPECT_EQ(hidl_string("a"), copy[0]);
-
-    copy.resize(3);
-    EXPECT_EQ(3u, copy.size());
-    EXPECT_EQ(hidl_string("b"), copy[1]);
-    EXPECT_TRUE(copy[2].empty());
-
-    hidl_vec<int32_t> sized = 4;  // not explicit, as on a device
-    EXPECT_EQ(4u, sized.size());
-    EXPECT_EQ(0, sized[3]);
-
-    int32_t external[2] = {7, 8};
-    hidl_vec<int32_t> view;
-    view.setToExternal(external, 2);
-    EXPECT_EQ(8, view[1]);
-}
-
 TEST(HidlHandleTest, RawPointerIsBorrowedCopyClonesAndOwns) {
     native_handle_t* raw = HandleWithPipe();
     const int fd = raw->data[0];
@@ -116,28 +81,6 @@ TEST(HidlVecTest, MovedFromKeepsItsSizeAndPointsAtTheMovedBufferWithoutOwningIt)
     // (ASan would report a double free) and can be reused.
     source = {4};
     EXPECT_EQ(4, source[0]);
-}
-
-TEST(HidlVecTest, ResizeToZeroStillHasABuffer) {
-    hidl_vec<int32_t> values = {1, 2};
-    values.resize(0);
-    EXPECT_EQ(0u, values.size());
-    EXPECT_NE(nullptr, values.data());
-    EXPECT_EQ(values.begin(), values.end());
-}
-
-TEST(HidlStringTest, ExternalTextIsUsedInPlace) {
-    const char text[] = "W_cam1";
-    hidl_string view;
-    view.setToExternal(text, 6);
-    EXPECT_EQ(text, view.c_str());
-    EXPECT_EQ(6u, view.size());
-}
-
-TEST(HidlStringDeathTest, ExternalTextWithoutTerminatorAborts) {
-    const char text[] = "W_cam1";
-    hidl_string view;
-    EXPECT_DEATH(view.setToExternal(text, 2), "terminating NUL");
 }
 
 }  // namespace

@@ -47,26 +47,4 @@ TEST(ReturnTest, CheckedFailuresAndUncheckedSuccessesAreFine) {
     }
 }
 
-// Only a failed transaction is a transport error; any other exception is the
-// peer's answer and carries no status_t.
-TEST(StatusTest, OnlyAFailedTransactionCarriesATransportError) {
-    const Status nullPointer = Status::fromExceptionCode(Status::EX_NULL_POINTER);
-    EXPECT_FALSE(nullPointer.isOk());
-    EXPECT_EQ(Status::EX_NULL_POINTER, nullPointer.exceptionCode());
-    EXPECT_EQ(android::OK, nullPointer.transactionError());
-    EXPECT_EQ("Status(EX_NULL_POINTER): ''", nullPointer.description());
-
-    const Status failed = Status::fromExceptionCode(Status::EX_TRANSACTION_FAILED);
-    EXPECT_EQ(android::FAILED_TRANSACTION, failed.transactionError());
-    EXPECT_EQ(android::OK, Status::fromExceptionCode(Status::EX_NONE).transactionError());
-    EXPECT_TRUE(Status::fromExceptionCode(Status::EX_NONE).isOk());
-
-    // A dead peer is only ever a failed transaction.
-    Return<void> dead = Status::fromStatusT(android::DEAD_OBJECT);
-    EXPECT_TRUE(dead.isDeadObject());
-    Return<void> answered = Status::fromExceptionCode(Status::EX_NULL_POINTER);
-    EXPECT_FALSE(answered.isDeadObject());
-    EXPECT_FALSE(answered.isOk());
-}
-
 }  // namespace

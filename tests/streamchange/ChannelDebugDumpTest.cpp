@@ -165,11 +165,8 @@ TEST(ChannelDebugDumpTest, DumpsTheStateItReads) {
     EXPECT_NE(std::string::npos, dump.find("running now: nothing\n"));
 
     h.SwitchOnAndWait("devA", "cam1");
-    // The worker flips the mode before its sequence has ended.
-    ASSERT_TRUE(WaitUntil([&] {
-        dump = ReadDebug(*h.channel).text;
-        return dump.find("running now: nothing\n") != std::string::npos;
-    }));
+    ASSERT_TRUE(h.WaitUntilIdle());
+    dump = h.Dump();
     for (const char* expected : {
              "IVirCameraChannel service\n",
              "mode: VIRTUAL\n",

@@ -196,10 +196,8 @@ TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce)
     EXPECT_TRUE(h.service->HasDeathRecipient({"devB", "cam2"}));
     EXPECT_FALSE(h.service->HasSwitchCallback());
     // The death's switch-off is refused: the pair was never switched on.
-    ASSERT_TRUE(WaitUntil([&] {
-        return log.Has("VirCam_StreamChange", "switchOffVirtualCamera") &&
-               h.service->GetCameraMode() == pelcamera::PHYSICAL;
-    }));
+    ASSERT_TRUE(WaitUntil(
+        [&] { return h.Dump({"--history"}).find(" off d**B / c**2 at ") != std::string::npos; }));
 
     // Switched on before it registers again, the pair has no callback: Step1
     // reports nothing and leaves its session, so the pair stays busy and the
@@ -207,11 +205,8 @@ TEST(DeadPeerRegistrationTest, ARemoteThatDiedUnnoticedRegistersAndIsGoneAtOnce)
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
     const size_t resultsBefore = h.devMgt.fake->Results().size();
-    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);
-    ASSERT_TRUE(WaitUntil([&] {
-        return log.Count("VirCam_StreamChange", "set to physical mode") == 1 &&
-               h.service->GetCameraMode() == pelcamera::PHYSICAL;
-    }));
+    const uint32_t seqNum = h.SwitchOn("devB", "cam2").seqNum;
+    ASSERT_TRUE(h.WaitForEnd(seqNum));
     EXPECT_TRUE(h.HasSession("devB", "cam2"));
     EXPECT_EQ(resultsBefore, h.devMgt.fake->Results().size());
     EXPECT_EQ(CameraStatus::ILLEGAL_ARGUMENT, h.SwitchOn("devB", "cam2").status);
@@ -317,25 +312,6 @@ TEST_F(ChannelRegistryTest, OnlyTheFirstSwitchCallbackStartsTheWorkers) {
     }));
 }
 
-TEST_F(ChannelRegistryTest, UnusedMethodsAnswerAsDocumented) {
-    EXPECT_EQ(CameraStatus::OPERATION_NOT_SUPPORTED,
-              static_cast<CameraStatus>(channel->registerVirtualCameraDevice("d", "W_s", {}, {})));
-    EXPECT_EQ(CameraStatus::OPERATION_NOT_SUPPORTED,
-              static_cast<CameraStatus>(channel->unregisterVirtualCameraDevice("d", "W_s")));
-    size_t ids = 1;
-    CameraStatus status = CameraStatus::INTERNAL_ERROR;
-    channel
-        ->getVirtualCameraIdList([&](CameraStatus s, const auto& list) {
-            status = s;
-            ids = list.size();
-        })
-        .isOk();
-    EXPECT_EQ(CameraStatus::OK, status);
-    EXPECT_EQ(0u, ids);
-    EXPECT_EQ(service, CreateVirtualCameraStreamChange());
-    EXPECT_EQ(1u, log.Count(kTag, "construct VirCameraChannelForStreamChange()"));
-}
-
 // Two switch-ons of a pair whose remote is not registered, queued before the
 // workers start: the newer one leaves its session behind (Step1 finds no
 // callback and reports nothing), so the older one's preparation clears it
@@ -428,8 +404,7 @@ TEST(RemoteDeathTest, ARemoteDyingWhileStepTwoWaitsForStreamsGetsTheStepsResult)
     h.translator->SetTransCallback(h.pipeline.proxy, 0);  // HAL ready, no streams backed up
     const auto reply = h.SwitchOn("devA", "cam1");
     ASSERT_EQ(CameraStatus::OK, reply.status);
-    ASSERT_TRUE(
-        WaitUntil([&] { return log.Has("VirCam_StreamChange", "wait for configstream 1 times"); }));
+    ASSERT_TRUE(h.WaitForStep(reply.seqNum, "configuration"));
     h.remote.process->kill();
     android::hardware::waitForDeathNotifications();
 
@@ -505,7 +480,7 @@ TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
 
     const auto reply = h.SwitchOn("devA", "cam1");
     ASSERT_EQ(CameraStatus::OK, reply.status);
-    ASSERT_TRUE(WaitUntil([&] { return log.Has("VirCam_StreamChange", "[Step1]"); }));
+    ASSERT_TRUE(h.WaitForStep(reply.seqNum, "control"));
     for (RemoteChannel* remote : dying) {
         remote->process->kill();
     }
@@ -528,8 +503,13 @@ TEST(RemoteDeathTest, DeathsAtOnceDuringASwitchOnWithImagesFlowing) {
     ASSERT_TRUE(h.WaitForMode(pelcamera::VIRTUAL));
     EXPECT_TRUE(h.Registered("devA", "cam1"));
     ASSERT_TRUE(WaitUntil([&] {
-        return log.Count("VirCam_StreamChange", "transport channel died, switch back") == 3 &&
-               h.service->GetCameraMode() == pelcamera::VIRTUAL;
+        const std::string history = h.Dump({"--history"});
+        size_t refused = 0;
+        for (size_t at = history.find(" off d**B / "); at != std::string::npos;
+             at = history.find(" off d**B / ", at + 1)) {
+            ++refused;
+        }
+        return refused == 3 && h.service->GetCameraMode() == pelcamera::VIRTUAL;
     }));
     EXPECT_GT(images.sent.load(), 5);
     EXPECT_TRUE(h.pipeline.fake->WaitForFrames(1, std::chrono::seconds(1)));

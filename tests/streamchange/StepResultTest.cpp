@@ -40,13 +40,11 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);  // seq 3, runs first
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
-    ASSERT_TRUE(WaitUntil(
-        [&] { return h.service->BusyText().find("seq 3, step hal init") != std::string::npos; }));
+    ASSERT_TRUE(h.WaitForStep(3, "hal init"));
     h.service->SetHalInitStatus();
     ASSERT_TRUE(h.WaitForResults(1));
     EXPECT_EQ((SwitchResult{true, 3, 300}), h.devMgt.fake->Results()[0]);
-    ASSERT_TRUE(WaitUntil(
-        [&] { return h.service->BusyText().find("seq 2, step hal init") != std::string::npos; }));
+    ASSERT_TRUE(h.WaitForStep(2, "hal init"));
 
     StepScript silent;
     silent.mode = AnswerMode::kNever;
@@ -64,6 +62,73 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     EXPECT_LT(steady_clock::now() - halReady, milliseconds(2500)) << "A sat out the time-out";
     reconfiguration.join();
 }
+
+// While virtual every id is known, so no result falls back to a session being
+// set up: one that names the other kind of session id matches nothing and
+// flags nothing. A's control session is 10, its data session 11.
+TEST(StepResultTest, ALookupByOneKindOfSessionIdNeverMatchesTheOther) {
+    SwitchHarness h;
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    const auto succeeded = [&](RemoteStep step, uint32_t sessionId) {
+        h.remote.fake->Report(step, sessionId, FakeRemoteChannel::SuccessOf(step));
+    };
+    succeeded(RemoteStep::kControlSession, 11);
+    succeeded(RemoteStep::kConfigStream, 11);
+    succeeded(RemoteStep::kDataSession, 10);
+    const char* kNoneReturned = "results returned: control no, configuration no, data no";
+    EXPECT_NE(std::string::npos, h.Dump().find(kNoneReturned)) << h.Dump();
+
+    succeeded(RemoteStep::kControlSession, 10);  // its own kind: found and flagged
+    EXPECT_NE(std::string::npos,
+              h.Dump().find("results returned: control yes, configuration no, data no"));
+}
+
+// A result that comes while no step waits (here: while virtual) is flagged
+// for the wait still to come. Each switch-on clears the flags first, so the
+// next switch-on's step waits for its own remote's answer instead of going
+// on at once and finding its session without a result.
+struct StaleResult {
+    const char* name;
+    RemoteStep step;
+    uint32_t sessionId;  // A's session the result names
+    const char* flagged;
+};
+
+void PrintTo(const StaleResult& c, std::ostream* os) {
+    *os << c.name;
+}
+
+class StaleResultTest : public ::testing::TestWithParam<StaleResult> {};
+
+TEST_P(StaleResultTest, DoesNotStandInForTheNextSwitchOnsAnswer) {
+    const StaleResult& c = GetParam();
+    SwitchHarness h;
+    RemoteChannel& b = h.AddRemote("devB", "cam2", 50);
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    h.remote.fake->Report(c.step, c.sessionId, FakeRemoteChannel::SuccessOf(c.step));
+    ASSERT_EQ(CameraStatus::OK, h.SwitchOff("devA", "cam1").status);
+    ASSERT_TRUE(h.WaitForResults(2));
+    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    ASSERT_NE(std::string::npos, h.Dump().find(c.flagged)) << h.Dump();
+
+    StepScript late;
+    late.mode = AnswerMode::kLate;
+    late.delay = milliseconds(300);
+    b.fake->Script(c.step, late);
+    h.SwitchOnAndWait("devB", "cam2");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachStep, StaleResultTest,
+    ::testing::Values(StaleResult{"Control", RemoteStep::kControlSession, 10,
+                                  "results returned: control yes, configuration no, data no"},
+                      StaleResult{"Config", RemoteStep::kConfigStream, 10,
+                                  "results returned: control no, configuration yes, data no"},
+                      StaleResult{"Data", RemoteStep::kDataSession, 11,
+                                  "results returned: control no, configuration no, data yes"}),
+    [](const ::testing::TestParamInfo<StaleResult>& info) { return info.param.name; });
 
 // Waiters for two sessions of one step: a result goes to its own session's
 // waiter only, and neither a result for another session nor a spurious

@@ -133,8 +133,7 @@ TEST(SwitchOnFailureTest, HalInitTimeOutReports101WithoutTouchingTheRemote) {
                         "CheckHalInitStatus: wait for hal init timeout, return: -1"));
 }
 
-TEST(SwitchOnFailureTest, MissingCallbacksFallBackWithoutAResult) {
-    LogCapture log;
+TEST(SwitchOnFailureTest, WithoutAChannelCallbackTheSwitchFallsBackWithoutAResult) {
     SwitchHarness h;
     // A remote registered under the bare id is keyed without its first two
     // characters, so a switch of that id finds no channel callback.
@@ -142,27 +141,23 @@ TEST(SwitchOnFailureTest, MissingCallbacksFallBackWithoutAResult) {
     ASSERT_EQ(CameraStatus::OK, static_cast<CameraStatus>(h.channel->registerVirtualChannelCallback(
                                     "devC", "cam3", bare.proxy)));
     EXPECT_TRUE(h.Registered("devC", "m3"));
-    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devC", "cam3").status);
-    EXPECT_TRUE(WaitUntil([&] {
-        return log.Has(ANDROID_LOG_ERROR, "VirCam_StreamChange",
-                       "DoSwitchOnVirtualCamera: open control session failed");
-    }));
-    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    const auto reply = h.SwitchOn("devC", "cam3");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(h.WaitForEnd(reply.seqNum));
+    EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
     EXPECT_TRUE(bare.fake->Calls().empty());
     EXPECT_TRUE(h.devMgt.fake->Results().empty());
     // The session that the step entered is not rolled back on this path, so
     // the pair stays busy until the camera is closed.
     EXPECT_TRUE(h.HasSession("devC", "cam3"));
+}
 
-    // Without the device-management callback the preparation fails.
+TEST(SwitchOnFailureTest, WithoutASwitchCallbackThePreparationFailsWithoutAResult) {
+    SwitchHarness h;
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->unregisterCameraSwitchCallback()));
-    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);
-    EXPECT_TRUE(WaitUntil([&] {
-        return log.Has(ANDROID_LOG_INFO, "VirCam_StreamChange",
-                       "DoSwitchOnVirtualCamera: prepare switch on failed");
-    }));
-    ASSERT_TRUE(h.WaitForMode(pelcamera::PHYSICAL));
+    ASSERT_TRUE(h.WaitForEnd(h.SwitchOn("devA", "cam1").seqNum));
+    EXPECT_EQ(pelcamera::PHYSICAL, h.service->GetCameraMode());
     EXPECT_TRUE(h.remote.fake->Calls().empty());
     EXPECT_TRUE(h.devMgt.fake->Results().empty());
 }

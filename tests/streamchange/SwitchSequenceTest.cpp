@@ -31,19 +31,6 @@ TEST(SwitchSequenceTest, SwitchOnThenOffMovesTheCameraAndCleansUp) {
     EXPECT_EQ(101, status.camId);
     EXPECT_EQ(pelcamera::VIRTUAL, status.camMode);
 
-    // Formats reach the remote converted; everything else passes unchanged.
-    const auto streams = h.remote.fake->LastConfiguredStreams();
-    ASSERT_EQ(3u, streams.size());
-    EXPECT_EQ(1, streams[0].format);
-    EXPECT_EQ(0x200u, streams[0].formatFlags);
-    EXPECT_EQ(1920u, streams[0].width);
-    EXPECT_EQ(5, streams[1].format);
-    EXPECT_EQ(0x9u, streams[1].formatFlags);
-    ASSERT_EQ(1u, streams[1].extras.size());
-    EXPECT_EQ(android::hardware::hidl_string("value"), streams[1].extras[0].value);
-    EXPECT_EQ(2, streams[2].format);
-    EXPECT_EQ(0x40u, streams[2].formatFlags);
-
     const auto off = h.SwitchOff("devA", "cam1");
     EXPECT_EQ(CameraStatus::OK, off.status);
     EXPECT_EQ(3u, off.seqNum);
@@ -68,6 +55,23 @@ TEST(SwitchSequenceTest, SwitchOnThenOffMovesTheCameraAndCleansUp) {
     }));
 }
 
+// Formats reach the remote converted; everything else passes unchanged.
+TEST(SwitchSequenceTest, StreamFormatsReachTheRemoteConverted) {
+    SwitchHarness h;
+    h.SwitchOnAndWait("devA", "cam1");
+    const auto streams = h.remote.fake->LastConfiguredStreams();
+    ASSERT_EQ(3u, streams.size());
+    EXPECT_EQ(1, streams[0].format);
+    EXPECT_EQ(0x200u, streams[0].formatFlags);
+    EXPECT_EQ(1920u, streams[0].width);
+    EXPECT_EQ(5, streams[1].format);
+    EXPECT_EQ(0x9u, streams[1].formatFlags);
+    ASSERT_EQ(1u, streams[1].extras.size());
+    EXPECT_EQ(android::hardware::hidl_string("value"), streams[1].extras[0].value);
+    EXPECT_EQ(2, streams[2].format);
+    EXPECT_EQ(0x40u, streams[2].formatFlags);
+}
+
 TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {
     SwitchHarness h;
     RemoteChannel& other = h.AddRemote("devB", "cam2", 50);
@@ -82,6 +86,28 @@ TEST(SwitchSequenceTest, VirtualCameraIdsGrowAndASecondDeviceReplacesTheFirst) {
                                         "openDataSession W_cam2"}),
               other.fake->Calls());
     EXPECT_TRUE(h.HasSession("devB", "cam2"));
+}
+
+// A switch-on that finds no channel callback leaves the session it entered
+// behind. The next successful switch-on closes the sessions of every pair
+// but its own: at the remote where one is registered by now, and in the
+// table for all of them.
+TEST(SwitchSequenceTest, ASwitchOnClosesTheSessionsOfEveryOtherPair) {
+    SwitchHarness h;
+    for (const char* id : {"cam3", "cam4"}) {
+        ASSERT_TRUE(h.WaitForEnd(h.SwitchOn("devC", id).seqNum));
+        ASSERT_TRUE(h.HasSession("devC", id));
+    }
+    RemoteChannel& late = h.AddRemote("devC", "cam3", 70);
+
+    h.SwitchOnAndWait("devA", "cam1");
+    ASSERT_TRUE(h.WaitUntilIdle());
+    EXPECT_EQ((std::vector<std::string>{"closeDataSession 0", "closeControlSession 0"}),
+              late.fake->Calls());
+    EXPECT_FALSE(h.HasSession("devC", "cam3"));
+    EXPECT_FALSE(h.HasSession("devC", "cam4"));
+    EXPECT_TRUE(h.HasSession("devA", "cam1"));
+    EXPECT_EQ(2u, h.remote.fake->OpenSessions());  // its own stay open
 }
 
 TEST(SwitchSequenceTest, AResultBeforeTheOpenCallReturnsIsNotLost) {
@@ -118,8 +144,9 @@ TEST(SwitchSequenceTest, HalInitAfterTheWaitStartsLetsTheSwitchGoOn) {
     LogCapture log;
     SwitchHarness h(false);
     h.translator->BackupPhyConfigStreams(PipelineStreams());
-    ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devA", "cam1").status);
-    ASSERT_TRUE(WaitUntil([&] { return log.Has(kTag, "[Step0] DoSwitchOnVirtualCamera"); }));
+    const auto reply = h.SwitchOn("devA", "cam1");
+    ASSERT_EQ(CameraStatus::OK, reply.status);
+    ASSERT_TRUE(h.WaitForStep(reply.seqNum, "hal init"));
     // The HAL comes up while the switch waits. A report that lands before the
     // wait has begun is not seen by it, so keep reporting, from a thread of
     // its own, until the switch has gone on.

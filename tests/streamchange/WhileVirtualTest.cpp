@@ -107,8 +107,7 @@ TEST_P(FailedReconfigurationTest, TearsTheSessionsDown) {
     // The library's clock: the test may run on virtual time.
     const auto start = pelcamera::Clock().Now();
     EXPECT_EQ(0, h.translator->BackupPhyConfigStreams(PipelineStreams()));
-    const double seconds =
-        std::chrono::duration<double>(pelcamera::Clock().Now() - start).count();
+    const double seconds = std::chrono::duration<double>(pelcamera::Clock().Now() - start).count();
     EXPECT_TRUE(log.Has(ANDROID_LOG_ERROR, "VirCam_Translator",
                         "UpdateConfigureStreams: send camera config stream to virtual camera "
                         "failed"));

@@ -6,17 +6,11 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
+#include "hostsupport/FakeRemoteChannel.h"
+
 namespace vircam_test {
 
-// The file behind a handle's first descriptor; 0 for no handle, no
-// descriptor, or one that is not open (a handle whose fds were closed).
-inline ino_t FileOf(const native_handle_t* handle) {
-    struct stat st {};
-    if (handle == nullptr || handle->numFds < 1 || fstat(handle->data[0], &st) != 0) {
-        return 0;
-    }
-    return st.st_ino;
-}
+using vircam_fakes::FileOf;
 
 class NativeBuffer {
 public:

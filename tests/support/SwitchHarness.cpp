@@ -5,6 +5,8 @@
 
 #include <thread>
 
+#include "support/DebugPipe.h"
+
 namespace vircam_test {
 
 bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
@@ -113,6 +115,29 @@ bool SwitchHarness::WaitForResults(size_t count) const {
 
 bool SwitchHarness::WaitForMode(int32_t mode) const {
     return WaitUntil([&] { return service->GetCameraMode() == mode; });
+}
+
+bool SwitchHarness::WaitUntilIdle() const {
+    return WaitUntil([&] { return Dump().find("running now: nothing\n") != std::string::npos; });
+}
+
+std::string SwitchHarness::Dump(const std::vector<std::string>& options) const {
+    return ReadDebug(*channel, options).text;
+}
+
+bool SwitchHarness::WaitForEnd(uint32_t seqNum) const {
+    const std::string prefix = "\n  seq " + std::to_string(seqNum) + " ";
+    return WaitUntil([&] {
+        const std::string history = Dump({"--history"});
+        const size_t at = history.find(prefix);
+        return at != std::string::npos &&
+               history.find(", took ", at) < history.find('\n', at + prefix.size());
+    });
+}
+
+bool SwitchHarness::WaitForStep(uint32_t seqNum, const std::string& step) const {
+    const std::string running = "seq " + std::to_string(seqNum) + ", step " + step;
+    return WaitUntil([&] { return service->BusyText().find(running) != std::string::npos; });
 }
 
 bool SwitchHarness::HasSession(const std::string& deviceId, const std::string& id) const {

@@ -58,6 +58,14 @@ public:
     void SwitchOnAndWait(const std::string& deviceId, const std::string& id);
     bool WaitForResults(size_t count) const;
     bool WaitForMode(int32_t mode) const;
+    // The worker sets the mode before its sequence ends: this waits for the end.
+    bool WaitUntilIdle() const;
+    // What `lshal debug` prints of the channel service.
+    std::string Dump(const std::vector<std::string>& options = {}) const;
+    // The history says sequence `seqNum` has ended.
+    bool WaitForEnd(uint32_t seqNum) const;
+    // The worker runs sequence `seqNum` in `step` ("hal init", "control", ...).
+    bool WaitForStep(uint32_t seqNum, const std::string& step) const;
     bool HasSession(const std::string& deviceId, const std::string& id) const;
     // The remote keyed as the registry keys it.
     bool Registered(const std::string& deviceId, const std::string& id) const;

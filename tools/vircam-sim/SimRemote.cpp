@@ -19,6 +19,11 @@ constexpr int kFailedRequests = 5;
 constexpr int32_t kBufferStatusError = 1;
 constexpr int64_t kHandOverDeathUs = int64_t{20} * 1000;
 
+// The reconfiguration's answer ends the configuration step's span.
+int StepIndex(vircam_fakes::RemoteStep step) {
+    return step == vircam_fakes::RemoteStep::kReconfigure ? 1 : static_cast<int>(step);
+}
+
 const char* StepKey(int step) {
     static constexpr const char* kKeys[] = {"step1", "step2", "step3"};
     return kKeys[step];
@@ -35,22 +40,49 @@ const char* StepName(int step) {
 SimRemote::SimRemote(const RemoteConfig& config,
                      const android::sp<vircam::IVirCameraChannel>& service, Recorder& recorder,
                      uint32_t firstSessionId)
-    : mConfig(config),
+    : FakeRemoteChannel(firstSessionId),
+      mConfig(config),
       mService(new vircam::HostProxyVirCameraChannel(service, android::hardware::thisProcess())),
       mRecorder(recorder),
       mProcess(new android::hardware::RemoteProcess()),
       mProxy(new vircam::HostProxyVirCameraChannelCallback(this, mProcess)),
-      mNextSessionId(firstSessionId),
-      mImageThread([this] { RunImages(); }) {}
+      mImageThread([this] { RunImages(); }) {
+    SetService(mService);
+    AttachProcess(mProcess);
+    RejectUnknownSessions(config.rejectsUnknownSessions);
+    ScriptSteps();
+}
 
 SimRemote::~SimRemote() {
     Shutdown();
 }
 
+void SimRemote::ScriptSteps() {
+    static constexpr struct {
+        RemoteStep step;
+        Stage stage;
+    } kSteps[] = {{RemoteStep::kControlSession, Stage::kControlSession},
+                  {RemoteStep::kConfigStream, Stage::kConfigStream},
+                  {RemoteStep::kDataSession, Stage::kDataSession},
+                  {RemoteStep::kReconfigure, Stage::kReconfigure}};
+    for (const auto& entry : kSteps) {
+        vircam_fakes::StepScript script;
+        script.mode = FaultAt(entry.stage, FaultKind::kTimeout) ? vircam_fakes::AnswerMode::kNever
+                                                                : vircam_fakes::AnswerMode::kLate;
+        script.delay = std::chrono::milliseconds(mConfig.resultLatencyMs);
+        if (FaultAt(entry.stage, FaultKind::kFailure)) {
+            script.result = FailureOf(entry.step);
+        }
+        script.dieOnCall = FaultAt(entry.stage, FaultKind::kDeath);
+        Script(entry.step, script);
+    }
+}
+
 void SimRemote::Shutdown() {
     // The proxy holds this device: letting it go breaks the cycle.
     android::sp<vircam::HostProxyVirCameraChannelCallback> proxy = std::move(mProxy);
-    mAnswers.Stop();
+    mLater.Stop();
+    StopAnswers();
     {
         std::lock_guard<std::mutex> lock(mLock);
         mStopping = true;
@@ -88,11 +120,11 @@ void SimRemote::Register() {
 }
 
 void SimRemote::RegisterIn(int ms) {
-    mAnswers.Post(NowUs() + int64_t{ms} * 1000, [this] { Register(); });
+    mLater.Post(NowUs() + int64_t{ms} * 1000, [this] { Register(); });
 }
 
 void SimRemote::WithdrawIn(int ms) {
-    mAnswers.Post(NowUs() + int64_t{ms} * 1000, [this] { Unregister(); });
+    mLater.Post(NowUs() + int64_t{ms} * 1000, [this] { Unregister(); });
 }
 
 void SimRemote::Unregister() {
@@ -110,151 +142,96 @@ void SimRemote::Kill(const std::string& why) {
         return;
     }
     Say("dies " + why);
-    mProcess->kill();
+    FakeRemoteChannel::Kill(why);
     std::lock_guard<std::mutex> lock(mLock);
     // Whatever the device was about to send dies with it.
     mImages.clear();
-    mOpenSessions.clear();
 }
 
-int64_t SimRemote::UnknownSessionCalls() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mUnknownSessionCalls;
-}
-
-bool SimRemote::KnownSession(const char* call, uint32_t sessionId) {
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        if (mOpenSessions.count(sessionId) != 0) {
-            return true;
-        }
-        ++mUnknownSessionCalls;
-    }
+void SimRemote::OnUnknownSession(const char* call, uint32_t sessionId) {
     Say(Printf("%s names session %s, which this device does not have open%s", call,
                GetAnonyUInt32(sessionId).c_str(),
                mConfig.rejectsUnknownSessions ? ": ILLEGAL_ARGUMENT" : ": answered OK"));
-    return false;
-}
-
-size_t SimRemote::OpenSessions() const {
-    std::lock_guard<std::mutex> lock(mLock);
-    return mOpenSessions.size();
 }
 
 void SimRemote::CallSpan(const char* call, int64_t startUs) {
     mRecorder.trace().Complete(Actor(), call, startUs, NowUs());
 }
 
-template <typename Callback>
-void SimRemote::OpenSession(SwitchStep step, Stage stage, const char* call, const hidl_string& name,
-                            Callback cb) {
-    const int64_t start = NowUs();
-    const int index = static_cast<int>(step);
-    mRecorder.trace().Begin(StepKey(index), kStepTrack, StepName(index), start);
-    uint32_t sessionId = 0;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        sessionId = mNextSessionId++;
-        mOpenSessions.insert(sessionId);
-    }
+void SimRemote::OnOpened(RemoteStep step, const char* call, const hidl_string& name,
+                         uint32_t sessionId) {
+    const int index = StepIndex(step);
+    mRecorder.trace().Begin(StepKey(index), kStepTrack, StepName(index), NowUs());
     Say(Printf("%s(%s) -> session %s", call, GetAnonyString(name).c_str(),
                GetAnonyUInt32(sessionId).c_str()));
-    if (FaultAt(stage, FaultKind::kDeath)) {
-        Kill(std::string("on ") + call);
-        return;
-    }
-    cb(CameraStatus::OK, sessionId);
-    CallSpan(call, start);
-    AnswerStep(step, sessionId, stage);
 }
 
-void SimRemote::AnswerStep(SwitchStep step, uint32_t sessionId, Stage stage) {
-    if (FaultAt(stage, FaultKind::kTimeout)) {
+void SimRemote::OnAnswerPlanned(RemoteStep step, uint32_t /*sessionId*/,
+                                const vircam_fakes::StepScript& script) {
+    if (script.mode == vircam_fakes::AnswerMode::kNever) {
         Say("will never report this result");
         return;
     }
-    const bool ok = !FaultAt(stage, FaultKind::kFailure);
-    const bool dieAfter = step == SwitchStep::kData && FaultAt(Stage::kSwitch, FaultKind::kDeath);
-    const int64_t due = NowUs() + int64_t{mConfig.resultLatencyMs} * 1000;
-    mAnswers.Post(due, [this, step, sessionId, ok] { Notify(step, sessionId, ok); });
-    if (dieAfter) {
+    if (step == RemoteStep::kDataSession && FaultAt(Stage::kSwitch, FaultKind::kDeath)) {
         // Late enough that the open call has returned, so the death lands in
         // the hand-over and not in the step.
-        mAnswers.Post(due + kHandOverDeathUs, [this] {
+        mLater.Post(NowUs() + int64_t{mConfig.resultLatencyMs} * 1000 + kHandOverDeathUs, [this] {
             Kill("20 ms after its data session opened, while the library hands over");
         });
     }
 }
 
-void SimRemote::Notify(SwitchStep step, uint32_t sessionId, bool ok) {
-    using vircam::VirCamOptRet;
+void SimRemote::Report(RemoteStep step, uint32_t sessionId, int32_t result) {
     if (Dead()) {
         return;
     }
     const std::string id = GetAnonyUInt32(sessionId);
     const int64_t now = NowUs();
-    const int index = static_cast<int>(step);
+    const int index = StepIndex(step);
+    const bool ok = result == SuccessOf(step);
     Json::Value args(Json::objectValue);
     args["result"] = ok ? "ok" : "failed";
     mRecorder.trace().End(StepKey(index), now, args);
-    if (step == SwitchStep::kData && ok) {
+    if (step == RemoteStep::kDataSession && ok) {
         mRecorder.trace().Begin("step4", kStepTrack, "Step4 switch translator, report", now);
     }
-    using Report =
-        android::hardware::Return<void> (vircam::IVirCameraChannel::*)(uint32_t, VirCamOptRet);
-    struct StepReport {
-        const char* name;
-        VirCamOptRet ok;
-        VirCamOptRet failed;
-        Report report;
-    };
-    static const StepReport kReports[] = {
-        {"notifyOpenControlSessionResult", VirCamOptRet::OPT_CTRL_SESSION_OK,
-         VirCamOptRet::OPT_CTRL_SESSION_FAILED,
-         &vircam::IVirCameraChannel::notifyOpenControlSessionResult},
-        {"notifyConfigStreamResult", VirCamOptRet::OPT_CONFIG_STREAM_OK,
-         VirCamOptRet::OPT_CONFIG_STREAM_FAILED,
-         &vircam::IVirCameraChannel::notifyConfigStreamResult},
-        {"notifyOpenDataSessionResult", VirCamOptRet::OPT_DATA_SESSION_OK,
-         VirCamOptRet::OPT_DATA_SESSION_FAILED,
-         &vircam::IVirCameraChannel::notifyOpenDataSessionResult},
-    };
-    const StepReport& report = kReports[index];
-    const VirCamOptRet code = ok ? report.ok : report.failed;
-    Say(Printf("%s(%s, %s)", report.name, id.c_str(), OptRetName(code)));
-    android::hardware::RemoteProcess::ThreadScope inRemote(mProcess.get());
+    static constexpr const char* kReports[] = {"notifyOpenControlSessionResult",
+                                               "notifyConfigStreamResult",
+                                               "notifyOpenDataSessionResult"};
+    const char* report = kReports[index];
+    Say(Printf("%s(%s, %s)", report, id.c_str(),
+               OptRetName(static_cast<vircam::VirCamOptRet>(result))));
     const int64_t start = NowUs();
-    ((*mService).*report.report)(sessionId, code).isOk();
+    FakeRemoteChannel::Report(step, sessionId, result);
     const std::string took = Took(start);
     if (!took.empty()) {
-        Say(std::string(report.name) + " returned" + took);
+        Say(std::string(report) + " returned" + took);
     }
 }
 
-android::hardware::Return<void> SimRemote::openControlSession(const hidl_string& /*deviceId*/,
+android::hardware::Return<void> SimRemote::openControlSession(const hidl_string& deviceId,
                                                               const hidl_string& name,
                                                               openControlSession_cb cb) {
-    OpenSession(SwitchStep::kControl, Stage::kControlSession, "openControlSession", name, cb);
+    const int64_t start = NowUs();
+    FakeRemoteChannel::openControlSession(deviceId, name, cb);
+    CallSpan("openControlSession", start);
     return android::hardware::Void();
 }
 
-android::hardware::Return<void> SimRemote::openDataSession(const hidl_string& /*deviceId*/,
+android::hardware::Return<void> SimRemote::openDataSession(const hidl_string& deviceId,
                                                            const hidl_string& name,
                                                            openDataSession_cb cb) {
-    OpenSession(SwitchStep::kData, Stage::kDataSession, "openDataSession", name, cb);
+    const int64_t start = NowUs();
+    FakeRemoteChannel::openDataSession(deviceId, name, cb);
+    CallSpan("openDataSession", start);
     return android::hardware::Void();
 }
 
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::configStream(
     uint32_t sessionId, const hidl_vec<vircam::VirStream>& streams) {
     const int64_t start = NowUs();
-    bool again = false;
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        again = !mConfiguredSessions.insert(sessionId).second;
-    }
     // A reconfiguration of a running virtual camera is no switch step.
-    const Stage stage = again ? Stage::kReconfigure : Stage::kConfigStream;
+    const bool again = Configured(sessionId);
     if (!again) {
         mRecorder.trace().Begin(StepKey(1), kStepTrack, StepName(1), start);
     }
@@ -265,37 +242,32 @@ android::hardware::Return<SimRemote::CameraStatus> SimRemote::configStream(
     }
     Say(Printf("configStream(%s, %zu streams: %s)%s", GetAnonyUInt32(sessionId).c_str(),
                streams.size(), list.c_str(), again ? ": a reconfiguration" : ""));
-    if (FaultAt(stage, FaultKind::kDeath)) {
-        Kill("on configStream");
-        return CameraStatus::OK;
-    }
-    AnswerStep(SwitchStep::kConfig, sessionId, stage);
+    const CameraStatus status = FakeRemoteChannel::configStream(sessionId, streams);
     CallSpan("configStream", start);
-    return CameraStatus::OK;
+    return status;
 }
 
-SimRemote::CameraStatus SimRemote::CloseSession(const char* call, uint32_t sessionId) {
+template <typename Close>
+android::hardware::Return<SimRemote::CameraStatus> SimRemote::CloseSession(const char* call,
+                                                                           uint32_t sessionId,
+                                                                           Close close) {
     const int64_t start = NowUs();
     Say(Printf("%s(%s)", call, GetAnonyUInt32(sessionId).c_str()));
-    const bool known = KnownSession(call, sessionId);
-    {
-        std::lock_guard<std::mutex> lock(mLock);
-        mOpenSessions.erase(sessionId);
-        mConfiguredSessions.erase(sessionId);
-    }
+    const CameraStatus status = close();
     CallSpan(call, start);
-    return known || !mConfig.rejectsUnknownSessions ? CameraStatus::OK
-                                                    : CameraStatus::ILLEGAL_ARGUMENT;
+    return status;
 }
 
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeControlSession(
     uint32_t controlSessionId) {
-    return CloseSession("closeControlSession", controlSessionId);
+    return CloseSession("closeControlSession", controlSessionId,
+                        [&] { return FakeRemoteChannel::closeControlSession(controlSessionId); });
 }
 
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::closeDataSession(
     uint32_t dataSessionId) {
-    return CloseSession("closeDataSession", dataSessionId);
+    return CloseSession("closeDataSession", dataSessionId,
+                        [&] { return FakeRemoteChannel::closeDataSession(dataSessionId); });
 }
 
 bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {
@@ -332,7 +304,7 @@ bool SimRemote::AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers) {
 android::hardware::Return<void> SimRemote::processCaptureRequest(
     uint32_t dataSessionId, const hidl_vec<vircam::VirImageBuffer>& buffers,
     processCaptureRequest_cb cb) {
-    if (!KnownSession("processCaptureRequest", dataSessionId) && mConfig.rejectsUnknownSessions) {
+    if (StatusFor(KnownSession("processCaptureRequest", dataSessionId)) != CameraStatus::OK) {
         cb(CameraStatus::ILLEGAL_ARGUMENT, 0);
         return android::hardware::Void();
     }
@@ -354,21 +326,12 @@ android::hardware::Return<void> SimRemote::processCaptureRequest(
     return android::hardware::Void();
 }
 
-android::hardware::Return<SimRemote::CameraStatus> SimRemote::processMetaRequest(
-    uint32_t /*dataSessionId*/, const vircam::VirMetaRequest& /*request*/) {
-    return CameraStatus::OK;
-}
-
-android::hardware::Return<void> SimRemote::reserved8() {
-    return android::hardware::Void();
-}
-
 // A flush returns every buffer still held before it returns, as a camera
 // device must; the pipeline then counts them flushed, not lost.
 android::hardware::Return<SimRemote::CameraStatus> SimRemote::flush(uint32_t dataSessionId) {
     const int64_t start = NowUs();
     Say(Printf("flush(%s)", GetAnonyUInt32(dataSessionId).c_str()));
-    if (!KnownSession("flush", dataSessionId) && mConfig.rejectsUnknownSessions) {
+    if (StatusFor(KnownSession("flush", dataSessionId)) != CameraStatus::OK) {
         CallSpan("flush", start);
         return CameraStatus::ILLEGAL_ARGUMENT;
     }

@@ -1,7 +1,8 @@
-// A remote device: offers its camera as a channel, opens the sessions the
-// library asks for and reports each result after its latency, and answers
-// every capture request with an image painted with the frame's test pattern.
-// It fails on cue: no answer, a failure code, or death.
+// A remote device: the fake remote channel, which opens the sessions the
+// library asks for and reports each result after the device's latency, with
+// the device's timeline and trace around it, and images painted with the
+// frame's test pattern for every capture request. It fails on cue: no
+// answer, a failure code, or death.
 #pragma once
 
 #include <hostproxy/HostProxyVirCameraChannel.h>
@@ -12,7 +13,6 @@
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 
@@ -21,19 +21,15 @@
 #include "Recorder.h"
 #include "Scenario.h"
 #include "SharedBuffer.h"
+#include "hostsupport/FakeRemoteChannel.h"
 
 namespace vircam_sim {
 
 namespace vircam = vendor::travik::hardware::camera::vircamera::V1_0;
 
-class SimRemote : public vircam::IVirCameraChannelCallback {
+class SimRemote : public vircam_fakes::FakeRemoteChannel {
 public:
-    using CameraStatus = android::hardware::camera::common::V1_0::Status;
-    template <typename T>
-    using Return = android::hardware::Return<T>;
-    using hidl_string = android::hardware::hidl_string;
-    template <typename T>
-    using hidl_vec = android::hardware::hidl_vec<T>;
+    using RemoteStep = vircam_fakes::RemoteStep;
 
     SimRemote(const RemoteConfig& config, const android::sp<vircam::IVirCameraChannel>& service,
               Recorder& recorder, uint32_t firstSessionId);
@@ -49,18 +45,13 @@ public:
     // The same from the remote's own thread, `ms` from now; the caller goes on.
     void RegisterIn(int ms);
     void WithdrawIn(int ms);
-    void Kill(const std::string& why);
-    bool Dead() const { return mProcess->isDead(); }
-    // Sessions this device opened that the library has not closed.
-    size_t OpenSessions() const;
+    void Kill(const std::string& why) override;
     size_t DeathLinks() const { return mProcess->liveRecipients(); }
-    // Flushes, captures and closes that named a session this device did not
-    // have open: one it closed already, a predecessor's, or 0. Any thread;
-    // takes mLock.
-    int64_t UnknownSessionCalls() const;
     // Ends the device's threads and its hold on the library.
     void Shutdown();
 
+    // The switch steps as the fake remote answers them, on the timeline.
+    void Report(RemoteStep step, uint32_t sessionId, int32_t result) override;
     Return<void> openControlSession(const hidl_string& deviceId, const hidl_string& name,
                                     openControlSession_cb cb) override;
     Return<CameraStatus> closeControlSession(uint32_t controlSessionId) override;
@@ -69,13 +60,18 @@ public:
     Return<void> openDataSession(const hidl_string& deviceId, const hidl_string& name,
                                  openDataSession_cb cb) override;
     Return<CameraStatus> closeDataSession(uint32_t dataSessionId) override;
+    // Images painted with the frame's test pattern, after their latency.
     Return<void> processCaptureRequest(uint32_t dataSessionId,
                                        const hidl_vec<vircam::VirImageBuffer>& buffers,
                                        processCaptureRequest_cb cb) override;
-    Return<CameraStatus> processMetaRequest(uint32_t dataSessionId,
-                                            const vircam::VirMetaRequest& request) override;
-    Return<void> reserved8() override;
     Return<CameraStatus> flush(uint32_t dataSessionId) override;
+
+protected:
+    void OnOpened(RemoteStep step, const char* call, const hidl_string& name,
+                  uint32_t sessionId) override;
+    void OnAnswerPlanned(RemoteStep step, uint32_t sessionId,
+                         const vircam_fakes::StepScript& script) override;
+    void OnUnknownSession(const char* call, uint32_t sessionId) override;
 
 private:
     struct PendingImage {
@@ -83,23 +79,15 @@ private:
         std::unique_ptr<BufferMapping> mapping;
         FrameStamp stamp;
     };
-    enum class SwitchStep { kControl, kConfig, kData };
 
     bool FaultAt(Stage stage, FaultKind kind) const;
+    // How the fake answers each step: after the latency, or as the fault says.
+    void ScriptSteps();
     std::string Actor() const { return "remote " + mConfig.name; }
     void Say(const std::string& text) { mRecorder.Event(Actor(), text); }
     void CallSpan(const char* call, int64_t startUs);
-    // Reports a switch step's result after the latency, as scripted.
-    // The binder thread of the library's call; posts the report to mAnswers.
-    void AnswerStep(SwitchStep step, uint32_t sessionId, Stage stage);
-    // Any binder thread, takes mLock. False (and counted) when the call names
-    // a session this device does not have open.
-    bool KnownSession(const char* call, uint32_t sessionId);
-    void Notify(SwitchStep step, uint32_t sessionId, bool ok);
-    template <typename Callback>
-    void OpenSession(SwitchStep step, Stage stage, const char* call, const hidl_string& name,
-                     Callback cb);
-    CameraStatus CloseSession(const char* call, uint32_t sessionId);
+    template <typename Close>
+    Return<CameraStatus> CloseSession(const char* call, uint32_t sessionId, Close close);
     // Takes the request's buffers; false when this request is to fail.
     bool AcceptCapture(const hidl_vec<vircam::VirImageBuffer>& buffers);
     void RunImages();
@@ -112,13 +100,9 @@ private:
     android::sp<vircam::HostProxyVirCameraChannelCallback> mProxy;
     static constexpr int64_t kSlowCallUs = 50 * 1000;
     static std::string Took(int64_t startUs);
-    DelayedRunner mAnswers;
+    DelayedRunner mLater;
 
     mutable std::mutex mLock;
-    uint32_t mNextSessionId;
-    std::set<uint32_t> mOpenSessions;
-    std::set<uint32_t> mConfiguredSessions;
-    int64_t mUnknownSessionCalls = 0;
     int mCaptureRequests = 0;
     int mFailuresLeft = 0;
     bool mStalled = false;

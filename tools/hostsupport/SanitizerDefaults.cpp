@@ -1,6 +1,6 @@
-// Built into every test binary: what the sanitizers must know about the
-// library's deliberate lock patterns and about glibc and the uninstrumented
-// platform libraries.
+// Built into every host program (tests, simulator, fuzzers): what the
+// sanitizers must know about the library's deliberate lock patterns and
+// about glibc and the uninstrumented platform libraries.
 
 extern "C" {
 

@@ -1,26 +1,36 @@
-#include "support/FakeRemoteChannel.h"
+#include "hostsupport/FakeRemoteChannel.h"
 
-namespace vircam_test {
+namespace vircam_fakes {
 
 namespace {
 
-int32_t SuccessOf(RemoteStep step) {
-    switch (step) {
-        case RemoteStep::kControlSession:
-            return static_cast<int32_t>(vircam::VirCamOptRet::OPT_CTRL_SESSION_OK);
-        case RemoteStep::kConfigStream:
-            return static_cast<int32_t>(vircam::VirCamOptRet::OPT_CONFIG_STREAM_OK);
-        case RemoteStep::kDataSession:
-            return static_cast<int32_t>(vircam::VirCamOptRet::OPT_DATA_SESSION_OK);
-    }
-    return -1;
-}
+using android::hardware::RemoteProcess;
+using vircam::VirCamOptRet;
+
+constexpr VirCamOptRet kSuccess[] = {
+    VirCamOptRet::OPT_CTRL_SESSION_OK, VirCamOptRet::OPT_CONFIG_STREAM_OK,
+    VirCamOptRet::OPT_DATA_SESSION_OK, VirCamOptRet::OPT_CONFIG_STREAM_OK};
+constexpr VirCamOptRet kFailure[] = {
+    VirCamOptRet::OPT_CTRL_SESSION_FAILED, VirCamOptRet::OPT_CONFIG_STREAM_FAILED,
+    VirCamOptRet::OPT_DATA_SESSION_FAILED, VirCamOptRet::OPT_CONFIG_STREAM_FAILED};
 
 }  // namespace
+
+int32_t FakeRemoteChannel::SuccessOf(RemoteStep step) {
+    return static_cast<int32_t>(kSuccess[static_cast<int>(step)]);
+}
+
+int32_t FakeRemoteChannel::FailureOf(RemoteStep step) {
+    return static_cast<int32_t>(kFailure[static_cast<int>(step)]);
+}
 
 FakeRemoteChannel::FakeRemoteChannel(uint32_t firstSessionId) : mNextSessionId(firstSessionId) {}
 
 FakeRemoteChannel::~FakeRemoteChannel() {
+    StopThreads();
+}
+
+void FakeRemoteChannel::StopThreads() {
     JoinAnswers();
     {
         std::lock_guard<std::mutex> lock(mLock);
@@ -49,8 +59,10 @@ void FakeRemoteChannel::RunImageEcho() {
         const vircam::VirImageResult image = mImages.front();
         mImages.pop_front();
         android::sp<vircam::IVirCameraChannel> service = mService;
+        android::sp<RemoteProcess> process = mProcess.promote();
         lock.unlock();
         if (service != nullptr) {
+            RemoteProcess::ThreadScope inRemote(process.get());
             service->onVirImageBufferDone(0, image).isOk();
         }
         lock.lock();
@@ -62,8 +74,7 @@ void FakeRemoteChannel::SetService(const android::sp<vircam::IVirCameraChannel>&
     mService = service;
 }
 
-void FakeRemoteChannel::AttachProcess(
-    const android::sp<android::hardware::RemoteProcess>& process) {
+void FakeRemoteChannel::AttachProcess(const android::sp<RemoteProcess>& process) {
     std::lock_guard<std::mutex> lock(mLock);
     mProcess = process;
 }
@@ -71,6 +82,11 @@ void FakeRemoteChannel::AttachProcess(
 void FakeRemoteChannel::Script(RemoteStep step, const StepScript& script) {
     std::lock_guard<std::mutex> lock(mLock);
     mScripts[step] = script;
+}
+
+void FakeRemoteChannel::RejectUnknownSessions(bool reject) {
+    std::lock_guard<std::mutex> lock(mLock);
+    mRejectUnknownSessions = reject;
 }
 
 void FakeRemoteChannel::JoinAnswers() {
@@ -82,6 +98,29 @@ void FakeRemoteChannel::JoinAnswers() {
     for (auto& answer : answers) {
         answer.join();
     }
+}
+
+void FakeRemoteChannel::StopAnswers() {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mStopAnswers = true;
+        mAnswersStopped.notify_all();
+    }
+    JoinAnswers();
+}
+
+bool FakeRemoteChannel::Dead() const {
+    android::sp<RemoteProcess> process = mProcess.promote();
+    return process != nullptr && process->isDead();
+}
+
+void FakeRemoteChannel::Kill(const std::string& /*why*/) {
+    android::sp<RemoteProcess> process = mProcess.promote();
+    if (process != nullptr) {
+        process->kill();
+    }
+    std::lock_guard<std::mutex> lock(mLock);
+    mOpenSessions.clear();
 }
 
 void FakeRemoteChannel::ForgetRecords() {
@@ -106,9 +145,44 @@ std::vector<SeenBuffer> FakeRemoteChannel::CaptureRequests() const {
     return mRequests;
 }
 
+size_t FakeRemoteChannel::OpenSessions() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mOpenSessions.size();
+}
+
+int64_t FakeRemoteChannel::UnknownSessionCalls() const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mUnknownSessionCalls;
+}
+
+bool FakeRemoteChannel::KnownSession(const char* call, uint32_t sessionId) {
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        if (mOpenSessions.count(sessionId) != 0) {
+            return true;
+        }
+        ++mUnknownSessionCalls;
+    }
+    OnUnknownSession(call, sessionId);
+    return false;
+}
+
+bool FakeRemoteChannel::Configured(uint32_t sessionId) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return mConfiguredSessions.count(sessionId) != 0;
+}
+
+FakeRemoteChannel::CameraStatus FakeRemoteChannel::StatusFor(bool known) const {
+    std::lock_guard<std::mutex> lock(mLock);
+    return known || !mRejectUnknownSessions ? CameraStatus::OK : CameraStatus::ILLEGAL_ARGUMENT;
+}
+
 StepScript FakeRemoteChannel::ScriptOf(RemoteStep step) const {
     std::lock_guard<std::mutex> lock(mLock);
     auto it = mScripts.find(step);
+    if (it == mScripts.end() && step == RemoteStep::kReconfigure) {
+        it = mScripts.find(RemoteStep::kConfigStream);
+    }
     StepScript script = it == mScripts.end() ? StepScript{} : it->second;
     if (script.result == -1) {
         script.result = SuccessOf(step);
@@ -121,17 +195,14 @@ void FakeRemoteChannel::Record(const std::string& call) {
     mCalls.push_back(call);
 }
 
-void FakeRemoteChannel::DieIfScripted(const StepScript& script) {
+bool FakeRemoteChannel::DieIfScripted(const StepScript& script, const char* call) {
     while (script.hangOnCall) {
         std::this_thread::sleep_for(std::chrono::hours(1));
     }
-    if (!script.dieOnCall) {
-        return;
+    if (script.dieOnCall) {
+        Kill(std::string("on ") + call);
     }
-    android::sp<android::hardware::RemoteProcess> process = mProcess.promote();
-    if (process != nullptr) {
-        process->kill();
-    }
+    return script.dieOnCall;
 }
 
 template <typename Callback>
@@ -143,51 +214,67 @@ void FakeRemoteChannel::OpenSession(RemoteStep step, const char* call, const hid
     {
         std::lock_guard<std::mutex> lock(mLock);
         sessionId = mNextSessionId++;
+        mOpenSessions.insert(sessionId);
     }
-    DieIfScripted(script);
+    OnOpened(step, call, name, sessionId);
+    if (DieIfScripted(script, call)) {
+        return;  // a dead peer never replies
+    }
     if (script.callStatus != CameraStatus::OK) {
         cb(script.callStatus, 0);
         return;
     }
     if (script.mode == AnswerMode::kBeforeReturn) {
-        Notify(step, sessionId, script.result);
+        Report(step, sessionId, script.result);
     }
     cb(CameraStatus::OK, sessionId);
     Answer(step, sessionId, script);
 }
 
 void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepScript& script) {
-    if (script.dieOnCall ||
-        (script.mode != AnswerMode::kAtOnce && script.mode != AnswerMode::kLate)) {
+    if (script.mode == AnswerMode::kBeforeReturn) {
+        return;
+    }
+    OnAnswerPlanned(step, sessionId, script);
+    if (script.mode == AnswerMode::kNever) {
         return;
     }
     // The remote answers from a thread of its own, as a binder peer would.
     std::lock_guard<std::mutex> lock(mLock);
     mAnswers.emplace_back([this, step, sessionId, script] {
-        std::this_thread::sleep_for(script.delay);
-        Notify(step, sessionId, script.result);
+        {
+            std::unique_lock<std::mutex> lock(mLock);
+            if (mAnswersStopped.wait_for(lock, script.delay, [this] { return mStopAnswers; })) {
+                return;
+            }
+        }
+        Report(step, sessionId, script.result);
     });
 }
 
-void FakeRemoteChannel::Notify(RemoteStep step, uint32_t sessionId, int32_t result) {
+void FakeRemoteChannel::Report(RemoteStep step, uint32_t sessionId, int32_t result) {
     // The service lives as long as the process, so an answer thread takes no
     // reference: one released by a thread that nothing joins would race the
     // service's destruction at exit.
     vircam::IVirCameraChannel* service = nullptr;
+    android::sp<RemoteProcess> process;
     {
         std::lock_guard<std::mutex> lock(mLock);
         service = mService.get();
+        process = mProcess.promote();
     }
-    if (service == nullptr) {
+    if (service == nullptr || (process != nullptr && process->isDead())) {
         return;
     }
-    const auto ret = static_cast<vircam::VirCamOptRet>(result);
+    RemoteProcess::ThreadScope inRemote(process.get());
+    const auto ret = static_cast<VirCamOptRet>(result);
     android::hardware::Return<void> status = android::hardware::Void();
     switch (step) {
         case RemoteStep::kControlSession:
             status = service->notifyOpenControlSessionResult(sessionId, ret);
             break;
         case RemoteStep::kConfigStream:
+        case RemoteStep::kReconfigure:
             status = service->notifyConfigStreamResult(sessionId, ret);
             break;
         case RemoteStep::kDataSession:
@@ -211,46 +298,65 @@ android::hardware::Return<void> FakeRemoteChannel::openDataSession(const hidl_st
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::configStream(
-    uint32_t sessionId, const android::hardware::hidl_vec<vircam::VirStream>& streams) {
-    const StepScript script = ScriptOf(RemoteStep::kConfigStream);
+    uint32_t sessionId, const hidl_vec<vircam::VirStream>& streams) {
+    bool again = false;
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        again = !mConfiguredSessions.insert(sessionId).second;
+    }
+    const RemoteStep step = again ? RemoteStep::kReconfigure : RemoteStep::kConfigStream;
+    const StepScript script = ScriptOf(step);
     Record("configStream " + std::to_string(sessionId));
     {
         std::lock_guard<std::mutex> lock(mLock);
         mStreams.assign(streams.begin(), streams.end());
     }
-    DieIfScripted(script);
+    if (DieIfScripted(script, "configStream")) {
+        return CameraStatus::OK;
+    }
     if (script.callStatus != CameraStatus::OK) {
         return script.callStatus;
     }
     if (script.mode == AnswerMode::kBeforeReturn) {
-        Notify(RemoteStep::kConfigStream, sessionId, script.result);
+        Report(step, sessionId, script.result);
     }
-    Answer(RemoteStep::kConfigStream, sessionId, script);
+    Answer(step, sessionId, script);
     return CameraStatus::OK;
+}
+
+FakeRemoteChannel::CameraStatus FakeRemoteChannel::CloseSession(const char* call,
+                                                                uint32_t sessionId) {
+    Record(std::string(call) + " " + std::to_string(sessionId));
+    const bool known = KnownSession(call, sessionId);
+    {
+        std::lock_guard<std::mutex> lock(mLock);
+        mOpenSessions.erase(sessionId);
+        mConfiguredSessions.erase(sessionId);
+    }
+    return StatusFor(known);
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::closeControlSession(
     uint32_t controlSessionId) {
-    Record("closeControlSession " + std::to_string(controlSessionId));
-    return CameraStatus::OK;
+    return CloseSession("closeControlSession", controlSessionId);
 }
 
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::closeDataSession(
     uint32_t dataSessionId) {
-    Record("closeDataSession " + std::to_string(dataSessionId));
-    return CameraStatus::OK;
+    return CloseSession("closeDataSession", dataSessionId);
 }
 
 android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
-    uint32_t dataSessionId, const android::hardware::hidl_vec<vircam::VirImageBuffer>& buffers,
+    uint32_t dataSessionId, const hidl_vec<vircam::VirImageBuffer>& buffers,
     processCaptureRequest_cb cb) {
+    const CameraStatus status = StatusFor(KnownSession("processCaptureRequest", dataSessionId));
     {
         std::lock_guard<std::mutex> lock(mLock);
         mCalls.push_back("processCaptureRequest " + std::to_string(dataSessionId));
         for (const auto& buffer : buffers) {
             mRequests.push_back({buffer.frameNumber, buffer.streamId, buffer.bufferId,
                                  FileOf(buffer.buffer.getNativeHandle())});
-            if (mEcho.joinable()) {
+            if (mEcho.joinable() && status == CameraStatus::OK) {
                 vircam::VirImageResult image{};
                 image.frameNumber = static_cast<uint32_t>(buffer.frameNumber);
                 image.bufferId = buffer.bufferId;
@@ -260,7 +366,7 @@ android::hardware::Return<void> FakeRemoteChannel::processCaptureRequest(
             }
         }
     }
-    cb(CameraStatus::OK, static_cast<uint32_t>(buffers.size()));
+    cb(status, status == CameraStatus::OK ? static_cast<uint32_t>(buffers.size()) : 0);
     return android::hardware::Void();
 }
 
@@ -277,7 +383,7 @@ android::hardware::Return<void> FakeRemoteChannel::reserved8() {
 android::hardware::Return<FakeRemoteChannel::CameraStatus> FakeRemoteChannel::flush(
     uint32_t dataSessionId) {
     Record("flush " + std::to_string(dataSessionId));
-    return CameraStatus::OK;
+    return StatusFor(KnownSession("flush", dataSessionId));
 }
 
-}  // namespace vircam_test
+}  // namespace vircam_fakes
