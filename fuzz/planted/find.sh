@@ -18,8 +18,7 @@ for patch in "${patches[@]}"; do
     tree="$scratch/$name"
     mkdir -p "$tree"
     git archive HEAD | tar -x -C "$tree"
-    git -C "$tree" apply --unsafe-paths --directory=. "$PWD/$patch" 2>/dev/null ||
-        (cd "$tree" && patch -p1 -s <"$OLDPWD/$patch")
+    (cd "$tree" && git apply) <"$patch"
     cmake -S "$tree" -B "$tree/build" -G Ninja -DCMAKE_CXX_COMPILER=clang++ \
           -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVIRCAM_FUZZ=ON \
           -DVIRCAM_SANITIZE=fuzzer-no-link,undefined >/dev/null
