@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -106,9 +107,8 @@ void VirtualClock::ListThreads() {
         if (entry->d_name[0] == '.' || strcmp(entry->d_name, self) == 0) {
             continue;
         }
-        char path[96];
-        snprintf(path, sizeof(path), "%s/%s/stat", kTaskDir, entry->d_name);
-        const int fd = open(path, O_RDONLY | O_CLOEXEC);
+        const std::string path = std::string(entry->d_name) + "/stat";
+        const int fd = openat(dirfd(dir), path.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd >= 0) {
             mThreadFiles.push_back(fd);
         }
