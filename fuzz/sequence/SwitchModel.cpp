@@ -407,8 +407,8 @@ struct World {
             return;
         }
         if (reconfig && !reconfigClearing && answer.step == kConfig &&
-            sessions.count(reconfigSlot) != 0 &&
-            sessions[reconfigSlot].serial == target->serial && reconfigSerial == target->serial) {
+            sessions.count(reconfigSlot) != 0 && sessions[reconfigSlot].serial == target->serial &&
+            reconfigSerial == target->serial) {
             ReconfigEnd(t, true);
             return;
         }
