@@ -656,8 +656,12 @@ struct World {
         property = false;
         const int slot = SessionOfCamera(transCamId);
         if (slot >= 0) {
-            if (onRunning && slot == onSlot) {
-                exact = false;  // waits for the step's registry lock, then races the next step
+            if (onRunning) {
+                // Its clean-up waits for the running step's hold on the
+                // registry, the session (this slot's or one a switch-on left
+                // behind) stays in the table meanwhile, and the clean-up then
+                // races the next step: not modelled.
+                exact = false;
             }
             ClearChannel(slot);
             sessions.erase(slot);
