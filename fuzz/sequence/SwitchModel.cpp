@@ -527,8 +527,11 @@ struct World {
             afterReconfig.push_back([](World& w, Ns at) { w.Backup(at); });
             return;
         }
+        // Only the first backup after a close ends the poll: the poll's next
+        // fetch finds streams whatever later backups change.
+        const bool hadStreams = streams;
         streams = true;
-        if (onRunning && polling) {
+        if (onRunning && polling && !hadStreams) {
             const Ns since = t - pollStart;
             const Ns fetches = (since + kPollInterval - 1) / kPollInterval;
             if (fetches + 1 <= kPollAttempts) {
