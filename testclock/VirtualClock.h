@@ -19,6 +19,7 @@
 #include <list>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "utils/ThreadAnnotations.h"
 #include "utils/VirCamClock.h"
@@ -74,6 +75,11 @@ private:
     bool ProcessIdle();
     // The time thread, holding no lock: one scan of the process's threads.
     bool ScanOnce();
+    // The time thread: (re)opens the stat file of every thread but itself.
+    void ListThreads();
+    void CloseThreadFiles();
+    // The time thread: the process's thread count, -1 if unreadable.
+    int ThreadCount() const;
     // The time thread, holding no lock.
     void Pause(std::chrono::microseconds duration) const;
 
@@ -82,6 +88,9 @@ private:
     std::atomic<uint64_t> mJumps{0};
     std::atomic<bool> mStop{false};
     int mTimeTid = 0;  // written by the time thread before it first scans
+    // The time thread's own (the destructor's once it has joined it).
+    int mProcessStat = -1;
+    std::vector<int> mThreadFiles;
 
     std::mutex mLock;
     std::condition_variable mChanged;  // waiters, settlers, or their state changed

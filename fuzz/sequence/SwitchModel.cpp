@@ -65,6 +65,12 @@ struct World {
     int reconfigSlot = 0;
     int reconfigSerial = 0;
     Ns reconfigDeadline = kForever;
+    // The reconfiguration's clean-up after a failed or missing result: it
+    // takes the registry, so it waits while a switch-on step holds it. Its
+    // session was looked up before it blocked; the erase takes whatever the
+    // key holds once it is through.
+    bool reconfigClearing = false;
+    ModelSession clearingSession;
     std::vector<std::function<void(World&, Ns)>> afterReconfig;
     std::vector<Result> results;
 
@@ -278,6 +284,7 @@ struct World {
         }
         const int remote = registry[onSlot];
         if (remote < 0) {
+            ReleaseRegistry(t, !onQueue.empty());
             Fallback(t);  // no report; the session stays
             return;
         }
@@ -320,6 +327,7 @@ struct World {
     void ConfigStep(Ns t) {
         const int remote = registry[onSlot];
         if (remote < 0) {
+            ReleaseRegistry(t, !onQueue.empty());
             Fallback(t);
             return;
         }
@@ -398,8 +406,9 @@ struct World {
             Resume(t);
             return;
         }
-        if (reconfig && answer.step == kConfig && sessions.count(reconfigSlot) != 0 &&
-            sessions[reconfigSlot].serial == target->serial && reconfigSerial == target->serial) {
+        if (reconfig && !reconfigClearing && answer.step == kConfig &&
+            sessions.count(reconfigSlot) != 0 && sessions[reconfigSlot].serial == target->serial &&
+            reconfigSerial == target->serial) {
             ReconfigEnd(t, true);
             return;
         }
@@ -441,12 +450,17 @@ struct World {
         Report(true, onSeq, FailureCode(step));
         ClearWith(remote, onSlot);
         sessions.erase(onSlot);
+        ReleaseRegistry(t, !onQueue.empty());
         ApplyPendingDeaths();
         Fallback(t);
     }
 
     void StepDone(Ns t) {
         wakeAt = kForever;
+        if (stage == kData && reconfigClearing) {
+            exact = false;  // the clean-up races the translator switch and Step5
+        }
+        ReleaseRegistry(t, stage != kData);
         if (!deathsPending.empty()) {
             exact = false;  // the next step races the death handler for the registry
             ApplyPendingDeaths();
@@ -492,6 +506,7 @@ struct World {
         waiting = false;
         returned = {};
         onRunning = false;
+        ReleaseRegistry(t, false);
         ApplyPendingDeaths();
         StartNextOn(t);
     }
@@ -512,8 +527,11 @@ struct World {
             afterReconfig.push_back([](World& w, Ns at) { w.Backup(at); });
             return;
         }
+        // Only the first backup after a close ends the poll: the poll's next
+        // fetch finds streams whatever later backups change.
+        const bool hadStreams = streams;
         streams = true;
-        if (onRunning && polling) {
+        if (onRunning && polling && !hadStreams) {
             const Ns since = t - pollStart;
             const Ns fetches = (since + kPollInterval - 1) / kPollInterval;
             if (fetches + 1 <= kPollAttempts) {
@@ -581,12 +599,46 @@ struct World {
     }
 
     void ReconfigEnd(Ns t, bool delivered) {
-        reconfig = false;
         const int slot = reconfigSlot;
+        reconfigDeadline = kForever;
         if (sessions.count(slot) != 0 && (!delivered || !sessions[slot].ok[kConfig])) {
-            ClearChannel(slot);
+            clearingSession = sessions[slot];
+            if (onRunning) {
+                // A switch-on step holds the registry through its call and
+                // wait: the clean-up and the translator's stream lock wait.
+                if (slot == onSlot) {
+                    exact = false;  // would erase the running switch-on's session
+                }
+                reconfigClearing = true;
+                return;
+            }
+            CloseAt(registry[slot], clearingSession);
             sessions.erase(slot);
         }
+        FinishReconfig(t);
+    }
+
+    // A switch-on step has let the registry go (`again`: the worker takes it
+    // straight back for its next step, so a waiting clean-up may come before
+    // or after that step).
+    void ReleaseRegistry(Ns t, bool again) {
+        if (!reconfigClearing) {
+            return;
+        }
+        if (again && Choose(2) == 1) {
+            return;
+        }
+        if (!deathsPending.empty()) {
+            exact = false;  // the clean-up and a death handler race for the registry
+        }
+        reconfigClearing = false;
+        CloseAt(registry[reconfigSlot], clearingSession);
+        sessions.erase(reconfigSlot);
+        FinishReconfig(t);
+    }
+
+    void FinishReconfig(Ns t) {
+        reconfig = false;
         auto after = std::move(afterReconfig);
         afterReconfig.clear();
         for (auto& op : after) {
@@ -607,8 +659,12 @@ struct World {
         property = false;
         const int slot = SessionOfCamera(transCamId);
         if (slot >= 0) {
-            if (onRunning && slot == onSlot) {
-                exact = false;  // waits for the step's registry lock, then races the next step
+            if (onRunning) {
+                // Its clean-up waits for the running step's hold on the
+                // registry, the session (this slot's or one a switch-on left
+                // behind) stays in the table meanwhile, and the clean-up then
+                // races the next step: not modelled.
+                exact = false;
             }
             ClearChannel(slot);
             sessions.erase(slot);
@@ -666,7 +722,9 @@ struct World {
             out << 'q' << remote;
         }
         out << '|' << reconfig << reconfigSlot << ':' << reconfigSerial << ':' << reconfigDeadline
-            << ':' << afterReconfig.size() << '|';
+            << ':' << afterReconfig.size() << '|' << reconfigClearing << ':'
+            << clearingSession.remote << ',' << clearingSession.control << ','
+            << clearingSession.data << ',' << clearingSession.serial << '|';
         std::vector<Result> sorted = results;
         std::sort(sorted.begin(), sorted.end());
         for (const Result& r : sorted) {
