@@ -489,8 +489,7 @@ private:
         EXCLUDES(mChannelCallbackMutex, mConfigStream.mutex);
 
     // ---- ChannelDebugDump.cpp: `lshal debug`, on the binder thread of the
-    // call. Each Dump* method tries its own locks through the deadline, one
-    // at a time, and reads only while it owns one.
+    // call. Each Dump* method reads only under a lock it got by trying.
 
     std::string DumpState(const DumpDeadline& deadline);
     void DumpSwitching(std::string& out, const DumpDeadline& deadline);
