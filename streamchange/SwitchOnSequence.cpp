@@ -256,8 +256,8 @@ bool VirCameraChannelForStreamChange::OpenDataSession(uint32_t seqNum, const Cha
     return RunRemoteStep(kOpenDataStep, seqNum, key, session);
 }
 
-// A step without the remote's callback ends without a report: there is no
-// session on the remote to undo.
+// A step that finds no callback for its remote reports nothing and undoes
+// nothing; the sequence only falls back to the physical camera.
 bool VirCameraChannelForStreamChange::RunRemoteStep(const RemoteStep& step, uint32_t seqNum,
                                                     const ChannelKey& key,
                                                     std::shared_ptr<VirCamSession>& session) {
