@@ -81,7 +81,6 @@ void VirCameraChannelForStreamChange::StartSwitchThreads() {
 
 void VirCameraChannelForStreamChange::DoSwitchOnTask() {
     VIRCAM_LOGI(kStreamChangeLog, "%s: Start Execute Switch On task Thread");
-    // Held between the step waits, which release it while they sleep.
     std::unique_lock<std::mutex> channelOpt(mChannelOptMutex);
     mChannelOptOwner = std::this_thread::get_id();
     RunSwitchWorker(mSwitchOnTaskMutex, mSwitchOnTaskCond, mSwitchOnTasks, true);
@@ -92,11 +91,11 @@ void VirCameraChannelForStreamChange::DoSwitchOffTask() {
     RunSwitchWorker(mSwitchOffTaskMutex, mSwitchOffTaskCond, mSwitchOffTasks, false);
 }
 
-// Tasks are worked newest first. The queue mutex is held through a whole
-// sequence, so a command accepted meanwhile waits in the intake. A worker
-// never returns and is never stopped: the service lives until the process
-// ends, and exit takes the workers with it wherever they are, even inside a
-// remote call that never returns.
+// Tasks are worked newest first; a command that comes during a sequence
+// waits in the intake until the sequence ends. A worker never returns and is
+// never stopped: the service lives until the process ends, and exit takes the
+// workers with it wherever they are, even inside a remote call that never
+// returns.
 void VirCameraChannelForStreamChange::RunSwitchWorker(
     std::mutex& queueMutex, std::condition_variable& queueCond,
     const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn) {

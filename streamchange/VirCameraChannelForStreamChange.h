@@ -63,8 +63,9 @@ using ChannelKey = std::pair<std::string, std::string>;
 //   mSwitchCallbackMutex, by every switch result sent to device management,
 //   so a callback being replaced never receives one half-way. The property
 //   is set under mModeMutex when the mode returns to physical.
-// - Released while sleeping: a step's mutex, by its waiter (AwaitedResult.h);
-//   a notifier holds it for its whole call.
+// - Released while sleeping: a step's mutex, by its waiter; AwaitedResult.h
+//   says why no result is lost. A worker's queue mutex, while it waits for a
+//   task.
 // - Outside the order: mChannelOptMutex guards no data. The switch-on worker
 //   holds it for its whole life and drops it only around a step's sleep; no
 //   other thread takes it, so no cycle through it can deadlock.
@@ -303,9 +304,7 @@ private:
     // The switch-on worker's body; holds mChannelOptMutex for its whole life.
     void DoSwitchOnTask();
     void DoSwitchOffTask();
-    // A worker's loop, never returning: the queue mutex throughout (released
-    // only while it waits for a task), mSwitchWorkMutex through each
-    // sequence. `queued` is guarded by `queueMutex`.
+    // A worker's loop; never returns. `queued` is guarded by `queueMutex`.
     void RunSwitchWorker(std::mutex& queueMutex, std::condition_variable& queueCond,
                          const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn)
         EXCLUDES(queueMutex, mSwitchWorkMutex);
