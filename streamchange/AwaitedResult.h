@@ -1,6 +1,7 @@
 // One asynchronous result that somebody waits for: a remote step's answer
 // (control session, stream configuration, data session) or the HAL's
-// initialisation.
+// initialisation. Implemented with the protocol that uses it
+// (StepResults.cpp).
 #pragma once
 
 #include <condition_variable>

@@ -47,6 +47,11 @@ void VirCameraChannelForStreamChange::DoSwitchOffVirtualCamera(uint32_t seqNum,
                 GetAnonyString(deviceId).c_str(), GetAnonyString(serviceId).c_str());
 }
 
+void VirCameraChannelForStreamChange::NotifySwitchOffResult(uint32_t seqNum, int32_t code) {
+    NotifySwitchResult(__func__, &vircam::IVirCameraSwitchCallback::notifySwitchOffResult,
+                       "%s: notify switch off failed", seqNum, code);
+}
+
 bool VirCameraChannelForStreamChange::ClearChannelResource(const std::string& deviceId,
                                                            const std::string& serviceId) {
     VIRCAM_LOGI(kStreamChangeLog, "%s: start clear channel resource, deviceId: %s, serviceId: %s",
@@ -100,13 +105,6 @@ void VirCameraChannelForStreamChange::CloseRemoteSessions(
     if (!callback->closeControlSession(route.controlSessionId).isOk()) {
         kStreamChangeLog.E("%s: closeControlSession failed", "ClearChannelResource");
     }
-}
-
-VirCameraChannelForStreamChange::SessionRoute VirCameraChannelForStreamChange::RouteOf(
-    const VirCamSession& session) {
-    std::lock_guard<std::mutex> lock(mSessionMutex);
-    return {ChannelKey(session.deviceId, session.serviceId), session.controlSessionId,
-            session.dataSessionId};
 }
 
 }  // namespace pelcamera

@@ -1,5 +1,6 @@
 // Traffic of a running virtual camera: requests out to the remote channel's
 // data session, images and commands back from it.
+#include "streamchange/RemoteStep.h"
 #include "streamchange/StreamChangeConstants.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "translator/CVirtualSwitchCameraTranslator.h"
@@ -165,6 +166,14 @@ int32_t VirCameraChannelForStreamChange::ConfigureStreams(
     return -1;
 }
 
+// A stream reconfiguration of a running virtual camera waits as Step2 does.
+bool VirCameraChannelForStreamChange::AwaitReconfiguration(
+    const std::shared_ptr<VirCamSession>& session) {
+    std::unique_lock<std::mutex> lock(mConfigStream.mutex);
+    android::base::ScopedLockAssertion held(mConfigStream.mutex);
+    return AwaitStepResult("ConfigureStreams", lock, mConfigStream, kConfigStreamStep, session);
+}
+
 Return<CameraStatus> VirCameraChannelForStreamChange::onVirImageBufferDone(
     uint32_t /*sessionId*/, const vircam::VirImageResult& result) {
     if (mCamTrans != nullptr) {
@@ -197,28 +206,6 @@ void VirCameraChannelForStreamChange::RecvNotifyCmd(int32_t cmd, const std::stri
         return;
     }
     VIRCAM_LOGE(kStreamChangeLog, "%s cmd:%d is not support", cmd);
-}
-
-void VirCameraChannelForStreamChange::SavePhysicalCameraID(const std::string& msg) {
-    Json::Value root;
-    if (JsonUtil::StringToJsonValue(msg, root) != 0) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: StringToJsonValue failed");
-        return;
-    }
-    std::vector<std::string> ids;
-    // An empty list carries no id: the one saved before is kept.
-    if (JsonUtil::JsonParseArrayStr(root, kVirCamInfoKey, ids) != 0 || ids.empty()) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: prase jsonArray failed");
-        return;
-    }
-    VIRCAM_LOGI(kStreamChangeLog, "%s: save physicalId[%s]", ids.front().c_str());
-    std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex);
-    mPhysicalCameraId = ids.front();
-}
-
-std::string VirCameraChannelForStreamChange::GetPhysicalCameraId() const {
-    std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex);
-    return mPhysicalCameraId;
 }
 
 }  // namespace pelcamera

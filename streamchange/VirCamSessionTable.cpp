@@ -81,6 +81,19 @@ bool VirCameraChannelForStreamChange::CheckVirCamBusy(const std::string& deviceI
     return true;
 }
 
+VirCameraChannelForStreamChange::SessionRoute VirCameraChannelForStreamChange::RouteOf(
+    const VirCamSession& session) {
+    std::lock_guard<std::mutex> lock(mSessionMutex);
+    return {ChannelKey(session.deviceId, session.serviceId), session.controlSessionId,
+            session.dataSessionId};
+}
+
+bool VirCameraChannelForStreamChange::SessionFlag(const std::shared_ptr<VirCamSession>& session,
+                                                  bool VirCamSession::*flag) {
+    std::lock_guard<std::mutex> lock(mSessionMutex);
+    return (*session).*flag;
+}
+
 void VirCameraChannelForStreamChange::EraseSession(const ChannelKey& key) {
     std::lock_guard<std::mutex> lock(mSessionMutex);
     mVirCamSessionMap->erase(key);

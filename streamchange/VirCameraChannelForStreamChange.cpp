@@ -1,6 +1,10 @@
+// The service's core: construction, the mode, the property, the physical
+// camera id, and the state reads.
 #include "streamchange/VirCameraChannelForStreamChange.h"
 
+#include "streamchange/StreamChangeConstants.h"
 #include "translator/CVirtualSwitchCameraTranslator.h"
+#include "utils/JsonUtil.h"
 #include "utils/NoDestructor.h"
 #include "utils/VirCamLog.h"
 
@@ -46,6 +50,78 @@ Return<void> VirCameraChannelForStreamChange::getVirtualCameraIdList(
     getVirtualCameraIdList_cb _hidl_cb) {
     _hidl_cb(CameraStatus::OK, hidl_vec<hidl_string>());
     return ::android::hardware::Void();
+}
+
+void VirCameraChannelForStreamChange::SetToSwitchingMode() {
+    std::lock_guard<std::mutex> lock(mModeMutex);
+    if (mCameraMode == PHYSICAL) {
+        VIRCAM_LOGI(kStreamChangeLog, "%s: set to switching mode, phy -> swt");
+        mCameraMode = ON_SWITCHING;
+    } else if (mCameraMode == VIRTUAL) {
+        VIRCAM_LOGI(kStreamChangeLog, "%s: set to switching mode, vir -> vir");
+    } else {
+        VIRCAM_LOGW(kStreamChangeLog, "%s: current not on physical mode, no need set to switching");
+    }
+}
+
+void VirCameraChannelForStreamChange::SetToVirtualMode() {
+    std::lock_guard<std::mutex> lock(mModeMutex);
+    if (mCameraMode != ON_SWITCHING) {
+        VIRCAM_LOGW(kStreamChangeLog, "%s: current not on switching mode, no need set to virtual");
+        return;
+    }
+    VIRCAM_LOGI(kStreamChangeLog, "%s: set to virtual mode");
+    mCameraMode = VIRTUAL;
+}
+
+void VirCameraChannelForStreamChange::SetToPhysicalMode() {
+    VIRCAM_LOGI(kStreamChangeLog, "%s: set to physical mode");
+    mCameraMode = PHYSICAL;
+    UnBindCameraHal();
+}
+
+void VirCameraChannelForStreamChange::BackToPhysicalMode() {
+    std::lock_guard<std::mutex> lock(mModeMutex);
+    SetToPhysicalMode();
+}
+
+void VirCameraChannelForStreamChange::BindCameraHal() {
+    if (mCamTrans == nullptr) {
+        VIRCAM_LOGI(kStreamChangeLog, "%s: mCamTrans nullptr");
+        return;
+    }
+    mCamTrans->EnableProperity(kCameraPropertyPrefix + GetPhysicalCameraId());
+}
+
+void VirCameraChannelForStreamChange::UnBindCameraHal() {
+    if (mCamTrans == nullptr) {
+        VIRCAM_LOGI(kStreamChangeLog, "%s: mCamTrans nullptr");
+        return;
+    }
+    mCamTrans->DisableProperity();
+}
+
+// Command 101 of notify (VirCamRequestPath.cpp).
+void VirCameraChannelForStreamChange::SavePhysicalCameraID(const std::string& msg) {
+    Json::Value root;
+    if (JsonUtil::StringToJsonValue(msg, root) != 0) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: StringToJsonValue failed");
+        return;
+    }
+    std::vector<std::string> ids;
+    // An empty list carries no id: the one saved before is kept.
+    if (JsonUtil::JsonParseArrayStr(root, kVirCamInfoKey, ids) != 0 || ids.empty()) {
+        VIRCAM_LOGE(kStreamChangeLog, "%s: prase jsonArray failed");
+        return;
+    }
+    VIRCAM_LOGI(kStreamChangeLog, "%s: save physicalId[%s]", ids.front().c_str());
+    std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex);
+    mPhysicalCameraId = ids.front();
+}
+
+std::string VirCameraChannelForStreamChange::GetPhysicalCameraId() const {
+    std::lock_guard<std::mutex> lock(mPhysicalCameraIdMutex);
+    return mPhysicalCameraId;
 }
 
 int32_t VirCameraChannelForStreamChange::GetCameraMode() {

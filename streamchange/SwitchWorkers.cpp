@@ -1,8 +1,9 @@
-// Switch commands: intake, the two workers, the camera mode and the
-// HAL-init handshake.
-#include "streamchange/StreamChangeConstants.h"
+// Switch commands: the intake that answers and queues them, and the two
+// workers that run them. A switch-on goes on in DoSwitchOnVirtualCamera
+// (SwitchOnSequence.cpp), a switch-off in DoSwitchOffVirtualCamera
+// (SwitchOffSequence.cpp).
 #include "streamchange/VirCameraChannelForStreamChange.h"
-#include "translator/CVirtualSwitchCameraTranslator.h"
+#include "translator/VirCameraStatus.h"
 #include "utils/Anonymize.h"
 #include "utils/VirCamLog.h"
 
@@ -22,8 +23,6 @@ Return<void> VirCameraChannelForStreamChange::switchOnVirtualCamera(
                 GetAnonyUInt32(seqNum).c_str());
     const int32_t mode = GetCameraMode();
     if (mode == PHYSICAL && !CheckVirCamBusy(deviceId, serviceId)) {
-        // The answer is given under the queue mutex, so it always precedes the
-        // start of the task.
         std::lock_guard<std::mutex> lock(mSwitchOnTaskMutex);
         mHistory.Command(seqNum, true, deviceId, serviceId, SwitchRefusal::NONE);
         mSwitchOnTasks->push_back({deviceId, serviceId, seqNum});
@@ -82,7 +81,6 @@ void VirCameraChannelForStreamChange::StartSwitchThreads() {
 
 void VirCameraChannelForStreamChange::DoSwitchOnTask() {
     VIRCAM_LOGI(kStreamChangeLog, "%s: Start Execute Switch On task Thread");
-    // Held between the step waits, which release it while they sleep.
     std::unique_lock<std::mutex> channelOpt(mChannelOptMutex);
     mChannelOptOwner = std::this_thread::get_id();
     RunSwitchWorker(mSwitchOnTaskMutex, mSwitchOnTaskCond, mSwitchOnTasks, true);
@@ -93,11 +91,11 @@ void VirCameraChannelForStreamChange::DoSwitchOffTask() {
     RunSwitchWorker(mSwitchOffTaskMutex, mSwitchOffTaskCond, mSwitchOffTasks, false);
 }
 
-// Tasks are worked newest first. The queue mutex is held through a whole
-// sequence, so a command accepted meanwhile waits in the intake. A worker
-// never returns and is never stopped: the service lives until the process
-// ends, and exit takes the workers with it wherever they are, even inside a
-// remote call that never returns.
+// Tasks are worked newest first; a command that comes during a sequence
+// waits in the intake until the sequence ends. A worker never returns and is
+// never stopped: the service lives until the process ends, and exit takes the
+// workers with it wherever they are, even inside a remote call that never
+// returns.
 void VirCameraChannelForStreamChange::RunSwitchWorker(
     std::mutex& queueMutex, std::condition_variable& queueCond,
     const std::shared_ptr<std::vector<SwitchTask>>& queued, bool switchOn) {
@@ -129,138 +127,6 @@ void VirCameraChannelForStreamChange::RunSwitchWorker(
             }
             tasks.pop_back();
         }
-    }
-}
-
-void VirCameraChannelForStreamChange::SetToSwitchingMode() {
-    std::lock_guard<std::mutex> lock(mModeMutex);
-    if (mCameraMode == PHYSICAL) {
-        VIRCAM_LOGI(kStreamChangeLog, "%s: set to switching mode, phy -> swt");
-        mCameraMode = ON_SWITCHING;
-    } else if (mCameraMode == VIRTUAL) {
-        VIRCAM_LOGI(kStreamChangeLog, "%s: set to switching mode, vir -> vir");
-    } else {
-        VIRCAM_LOGW(kStreamChangeLog, "%s: current not on physical mode, no need set to switching");
-    }
-}
-
-void VirCameraChannelForStreamChange::SetToVirtualMode() {
-    std::lock_guard<std::mutex> lock(mModeMutex);
-    if (mCameraMode != ON_SWITCHING) {
-        VIRCAM_LOGW(kStreamChangeLog, "%s: current not on switching mode, no need set to virtual");
-        return;
-    }
-    VIRCAM_LOGI(kStreamChangeLog, "%s: set to virtual mode");
-    mCameraMode = VIRTUAL;
-}
-
-void VirCameraChannelForStreamChange::SetToPhysicalMode() {
-    VIRCAM_LOGI(kStreamChangeLog, "%s: set to physical mode");
-    mCameraMode = PHYSICAL;
-    UnBindCameraHal();
-}
-
-void VirCameraChannelForStreamChange::BackToPhysicalMode() {
-    std::lock_guard<std::mutex> lock(mModeMutex);
-    SetToPhysicalMode();
-}
-
-void VirCameraChannelForStreamChange::BindCameraHal() {
-    if (mCamTrans == nullptr) {
-        VIRCAM_LOGI(kStreamChangeLog, "%s: mCamTrans nullptr");
-        return;
-    }
-    mCamTrans->EnableProperity(kCameraPropertyPrefix + GetPhysicalCameraId());
-}
-
-void VirCameraChannelForStreamChange::UnBindCameraHal() {
-    if (mCamTrans == nullptr) {
-        VIRCAM_LOGI(kStreamChangeLog, "%s: mCamTrans nullptr");
-        return;
-    }
-    mCamTrans->DisableProperity();
-}
-
-void VirCameraChannelForStreamChange::NotifySwitchOnResult(uint32_t seqNum, int32_t code) {
-    NotifySwitchResult(__func__, &vircam::IVirCameraSwitchCallback::notifySwitchOnResult,
-                       "%s: notify switch on failed", seqNum, code);
-}
-
-void VirCameraChannelForStreamChange::NotifySwitchOffResult(uint32_t seqNum, int32_t code) {
-    NotifySwitchResult(__func__, &vircam::IVirCameraSwitchCallback::notifySwitchOffResult,
-                       "%s: notify switch off failed", seqNum, code);
-}
-
-// The report is sent under mSwitchCallbackMutex, so a callback being replaced
-// or cleared never receives it half-way; with none registered it is dropped.
-void VirCameraChannelForStreamChange::NotifySwitchResult(const char* caller, SwitchReport report,
-                                                         const char* failed, uint32_t seqNum,
-                                                         int32_t code) {
-    bool delivered = false;
-    {
-        std::lock_guard<std::mutex> lock(mSwitchCallbackMutex);
-        if (mSwitchCallback != nullptr) {
-            delivered = ((*mSwitchCallback).*report)(seqNum, code).isOk();
-            if (!delivered) {
-                kStreamChangeLog.E(failed, caller);
-            }
-        }
-    }
-    mHistory.Result(seqNum, code, delivered);
-}
-
-bool VirCameraChannelForStreamChange::PrepareSwitchOn(uint32_t /*seqNum*/, const ChannelKey& key) {
-    if (!HasSwitchCallback()) {
-        VIRCAM_LOGE(kStreamChangeLog,
-                    "%s: the DevMgt callback not exist, deviceid: %s, serviceid: %s",
-                    GetAnonyString(key.first).c_str(), GetAnonyString(key.second).c_str());
-        return false;
-    }
-    VIRCAM_LOGI(kStreamChangeLog, "%s: init Camera Device Session for set translator");
-    InitCameraTrans();
-    if (GetVirCamSession(key.first, key.second) == nullptr) {
-        return true;
-    }
-    VIRCAM_LOGI(kStreamChangeLog, "%s: old switch on session exist, clear it");
-    std::lock_guard<std::mutex> registry(mChannelCallbackMutex);
-    // The inserting lookup can leave an empty entry; every lookup treats it as missing.
-    ClearChannelResource((*mChannelCallbackMap)[key], key.first, key.second);
-    PublishCallbacksLocked();
-    EraseSession(key);
-    return true;
-}
-
-bool VirCameraChannelForStreamChange::CheckHalInitStatus(uint32_t seqNum) {
-    if (mCamTrans == nullptr) {
-        VIRCAM_LOGE(kStreamChangeLog, "%s: mCamTrans nullptr");
-        return false;
-    }
-    if (mCamTrans->CheckTranslatorCallback()) {
-        VIRCAM_LOGD(kStreamChangeLog, "%s: callback already register");
-        return true;
-    }
-    std::unique_lock<std::mutex> lock(mHalInit.mutex);
-    android::base::ScopedLockAssertion held(mHalInit.mutex);
-    if (WaitForChannelOptReturnLocked(lock, mHalInit, nullptr, kHalInitTimeoutSeconds, HAL_INIT) ==
-        0) {
-        return true;
-    }
-    VIRCAM_LOGE(kStreamChangeLog, "%s: wait for hal init timeout, return: %d", -1);
-    NotifySwitchOnResult(seqNum, SWITCH_ON_ERR_CONFIG);
-    return false;
-}
-
-void VirCameraChannelForStreamChange::SetHalInitStatus() {
-    std::lock_guard<std::mutex> lock(mHalInit.mutex);
-    FlagReturned(__func__, mHalInit, nullptr);
-}
-
-// Each flag under its own step's mutex, one at a time.
-void VirCameraChannelForStreamChange::ClearReturnedFlags() {
-    for (AwaitedResult* result :
-         {&mOpenCtrlSession, &mConfigStream, &mOpenDataSession, &mHalInit}) {
-        std::lock_guard<std::mutex> lock(result->mutex);
-        result->returned = false;
     }
 }
 
