@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Installs what the host build needs on a fresh Debian 12 machine; skips
 # apt-get entirely when everything is already there.
 set -euo pipefail

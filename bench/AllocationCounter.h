@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Counts heap allocations of the whole process (library included) by
 // replacing the global operator new of the benchmark binary.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Peers that answer at once and record nothing, so a benchmark measures the
 // library and not its fakes.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Prints the usual console table, then each benchmark next to its floor
 // (the benchmark of the same name with "Floor" appended) as a ratio.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The per-frame path and the switch latency of libvircam, through its public
 // surfaces, each measured next to the floor for the same work.
 #include <benchmark/benchmark.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Counts the library's reads of its clock seam (pelcamera::Clock) while each
 # per-frame benchmark runs a short and a long time: equal counts mean the
 # per-frame path never reads the clock, so the seam costs it nothing (the

@@ -1,3 +1,5 @@
+# Copyright (C) 2026 The libvircam Authors
+
 # The AOSP libraries that Debian packages for the host (android-lib*-dev)
 # keep their headers and libraries in android/ subfolders; the libraries are
 # not on the loader's path, hence the rpath.

@@ -1,3 +1,5 @@
+# Copyright (C) 2026 The libvircam Authors
+
 # How Android 12's build system compiles a vendor C++ module: the global flags
 # before the module's own cflags, and those it adds after them (Soong's
 # cc/config/global.go and cc/compiler.go of that release). The library's own

@@ -1,3 +1,5 @@
+# Copyright (C) 2026 The libvircam Authors
+
 # The package's C++ headers come from the .hal files, through Debian's build
 # of the real HIDL compiler, as on a device. hidl-gen runs on the build
 # machine even when the project is cross-compiled (never through

@@ -1,3 +1,5 @@
+# Copyright (C) 2026 The libvircam Authors
+
 # Builds for the phone's architecture with Debian's cross compiler, against
 # the arm64 builds of the same Debian packages (dpkg multiarch), and runs
 # every program of the build under qemu-user. ./scripts/test.sh arm64

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Everything the remote side can put in a notify command: the JSON envelope,
 // the nested camera-info document, and the field helpers under both.
 #include <android/log.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Clang's thread-safety analysis over the library, as the device toolchain
 # runs it: clang with libc++, whose std::mutex and std::lock_guard carry
 # capability attributes, -Wthread-safety and -Werror. Compile only: Debian's

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Builds the fuzzers with clang (libFuzzer, UBSan, and ASan where it pays) and
 # runs each for the given number of seconds (default 60) on a copy of its
 # checked-in seed corpus. Usage: scripts/fuzz.sh [seconds]

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Sourced by the setup scripts: install_missing NAME PACKAGE... installs the
 # Debian packages that are not installed yet, and skips apt-get entirely
 # when every one of them is there. NAME prefixes what it prints.

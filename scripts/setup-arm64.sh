@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Installs what the arm64 cross build needs beside the host build's packages:
 # the cross compiler, qemu-user and the arm64 builds of the same libraries.
 # Skips apt-get entirely when everything is already there. $1 is the folder

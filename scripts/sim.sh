@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Builds libvircam.so and vircam-sim, then runs the simulator with the given
 # arguments (none: the default handover). See ./scripts/sim.sh --help.
 set -euo pipefail

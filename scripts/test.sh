@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Builds and runs every test. With "asan" or "tsan" the same suite runs under
 # AddressSanitizer+UndefinedBehaviorSanitizer or ThreadSanitizer, each in a
 # build folder of its own. With "arm64" it is built for the phone's

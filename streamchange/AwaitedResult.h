@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One asynchronous result that somebody waits for: a remote step's answer
 // (control session, stream configuration, data session) or the HAL's
 // initialisation. Implemented with the protocol that uses it

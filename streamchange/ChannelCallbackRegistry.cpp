@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Remote channel callbacks, their death watch, and the switch callback.
 #include "streamchange/VirCameraChannelForStreamChange.h"
 #include "utils/Anonymize.h"

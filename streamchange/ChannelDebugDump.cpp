@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // `lshal debug` on the channel service: its state and the switch history as
 // plain text. Ids go out masked, as in the log.
 #include <time.h>

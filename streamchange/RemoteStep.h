@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One row per remote step of a switch-on. The rows are defined with the
 // sequence (SwitchOnSequence.cpp); the result protocol (StepResults.cpp) and
 // a reconfiguration's wait (VirCamRequestPath.cpp) read them too.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The wait/notify protocol of a remote step's result: the primitive
 // (AwaitedResult), the waiting side, and the notifying side. What each step
 // waits for and says is its row (RemoteStep.h).

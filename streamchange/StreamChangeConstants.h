@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Texts the channel service shares between its source files.
 #pragma once
 

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The last switch commands and what became of them, and the switch step
 // running now, kept for `lshal debug`. It only records: nothing in a switch
 // depends on it.

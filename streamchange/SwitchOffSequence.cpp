@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Bringing the camera back to the local sensor and closing a remote
 // channel's sessions.
 #include "streamchange/StreamChangeConstants.h"

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Moving the camera from the local sensor to a remote channel, in the order
 // it runs: the HAL-init check, the preparation, the three remote steps (one
 // row each), Step4 and Step5, and the result to device management. Every

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A queued switch command and the steps whose results a switch waits for.
 #pragma once
 

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Switch commands: the intake that answers and queues them, and the two
 // workers that run them. A switch-on goes on in DoSwitchOnVirtualCamera
 // (SwitchOnSequence.cpp), a switch-off in DoSwitchOffVirtualCamera

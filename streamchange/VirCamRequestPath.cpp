@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Traffic of a running virtual camera: requests out to the remote channel's
 // data session, images and commands back from it.
 #include "streamchange/RemoteStep.h"

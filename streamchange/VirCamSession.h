@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One remote channel's sessions while a camera is switched to it.
 #pragma once
 

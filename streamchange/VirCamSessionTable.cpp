@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The session table: one VirCamSession per remote channel in use.
 #include "streamchange/StreamChangeConstants.h"
 #include "streamchange/VirCameraChannelForStreamChange.h"

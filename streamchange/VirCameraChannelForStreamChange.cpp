@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The service's core: construction, the mode, the property, the physical
 // camera id, and the state reads.
 #include "streamchange/VirCameraChannelForStreamChange.h"

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The process's IVirCameraChannel service: remote channel registry, session
 // table, the two switch workers, and the request path of a virtual camera.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A clock for tests, fuzzers and the simulator: time stands still while any
 // thread of the process can run, and jumps to the next deadline once every
 // thread is blocked. The product's own time-outs (3 s per step, 1 s HAL init,

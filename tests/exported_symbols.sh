@@ -1,4 +1,5 @@
 #!/bin/sh
+# Copyright (C) 2026 The libvircam Authors
 # The library leaves exactly its three C entry points in the dynamic symbol
 # table: nothing of its C++ internals may be linked against by the host.
 set -eu

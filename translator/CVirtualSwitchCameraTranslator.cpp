@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Camera status, pipeline callbacks, the stream backup, switching, flushing
 // and the system property of the translator.
 #include "translator/CVirtualSwitchCameraTranslator.h"

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The one object in the camera HAL process that knows whether the open
 // camera is fed by the local sensor or by a virtual camera, and translates
 // the pipeline's traffic while it is virtual.

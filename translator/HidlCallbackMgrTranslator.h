@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The pipeline callbacks registered through one translator channel, each
 // watched for the death of the process that holds it.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What the translator has handled since the process started, for `lshal
 // debug`. The frame path only adds: relaxed atomics, no lock, no ordering.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // `lshal debug` on the translator channel: the translator's state, its
 // pipeline callbacks, stream backup, buffer cache and counters.
 #include <inttypes.h>

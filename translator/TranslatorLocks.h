@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The translator's process-wide locks, one per concern. Where two are held:
 // g_requestMutex before g_flushStateMutex, g_bufferMutex before
 // g_configStreamMutex; g_bufferCacheMutex is a leaf, taken last and never

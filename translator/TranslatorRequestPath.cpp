@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The pipeline's buffers and requests while the camera is virtual, and the
 // finished images on their way back.
 #include "streamchange/VirCameraChannelForStreamChange.h"

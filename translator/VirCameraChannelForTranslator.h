@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // IVirCameraTranslator as the camera HAL pipeline sees it: a thin front over
 // the process-wide translator, with the pipeline's callbacks kept per camera.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Which camera feeds the open camera: the local sensor or a virtual camera.
 // The channel service and the translator share the numbering.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One registered buffer of the pipeline. An entry of the translator's
 // buffer cache, guarded by g_bufferCacheMutex as the cache is.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Ids of remote devices and their sessions reach the log only masked: the
 // first and last character stay, everything between becomes '*'.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What both served interfaces share to answer `lshal debug`: the options,
 // a time budget for the locks a dump reads under, and writing the text out.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Typed reads of single members of a JSON command. Each returns 0 or -1 and
 // logs one warning on failure, so callers can chain reads and stop at the
 // first failure; on failure the out argument is left as it was.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A process-lifetime object that is never destroyed. The library's process-wide
 // objects are reached from binder threads, death notices and detached workers
 // that go on running while the process exits; an exit-time destructor would

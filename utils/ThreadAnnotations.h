@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The lock annotations of android-base, for every header of the library.
 // clang checks them (-Wthread-safety: scripts/analyze.sh on the host, the
 // device build); GCC knows none of these attributes and would warn on each,

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The library's one view of time. Every time-out, poll interval and timing
 // the library reads goes through Clock(): on a phone it is the steady clock;
 // tests, fuzzers and the simulator may install a virtual clock so that the

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One logger per log tag. Every line of the library goes through one of
 // these, so the tag of a class never drifts and tests can capture lines by tag.
 #pragma once

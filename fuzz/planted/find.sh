@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Puts a known fault back into a scratch copy of the committed tree, builds the
 # sequence fuzzer there as scripts/fuzz.sh does, and times how long the
 # fuzzer takes to find it from the checked-in corpus.

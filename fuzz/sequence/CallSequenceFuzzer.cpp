@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Sequences of what the library's peers can do to it, on virtual time:
 // switch commands, remote answers landing anywhere in a step (inside the
 // call, at once, late, just before, on or just after the 3 s deadline, never),

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What a scripted remote does with each step of a switch: when its answer
 // lands relative to the step's 3 s wait, and with which result.
 #pragma once

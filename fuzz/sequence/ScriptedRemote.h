@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A remote device's channel for the call-sequence fuzzer: answers each step
 // as scripted, on the virtual clock, and keeps count of the sessions it has
 // open so that a sequence can check nothing was left open.

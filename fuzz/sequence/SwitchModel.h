@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // An executable model of the switch contract: modes, the switch-on queue
 // worked newest first, refusals and their codes, sequence numbers, what each
 // step's answer, failure, silence or death leads to, rollback and switch-off.

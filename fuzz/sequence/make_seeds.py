@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# Copyright (C) 2026 The libvircam Authors
 """Writes the call-sequence fuzzer's seed corpus: one small input per kind of
 sequence. Usage: make_seeds.py OUTDIR"""
 import hashlib

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# Copyright (C) 2026 The libvircam Authors
 # Sequences a second of a built sequence fuzzer: replays every checked-in
 # seed RUNS times (default 5) and divides by the wall time. The machine's
 # load average is printed with it: the figure halves on two busy cores.

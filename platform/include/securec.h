@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host stand-in for the bounds-checked formatting of the device's
 // libboundscheck: sprintf_s writes at most destMax bytes including the
 // terminator and reports truncation instead of silently cutting.

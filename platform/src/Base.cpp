@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What libhidlbase defines on a device for android.hidl.base@1.0::IBase, for
 // objects in this process. Host proxies override the parts that cross into
 // another process.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // jsoncpp as the device builds it (JSON_USE_EXCEPTION=0): where Debian's build
 // throws, the device's prints its message and aborts the process. Every host
 // program that loads the library loads this runtime too, so no host run can

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What hidl-gen's sources define on a device for the interfaces of
 // vendor.travik.hardware.camera.vircamera@1.0, for the host build.
 #include <hidl/HostInterface.h>

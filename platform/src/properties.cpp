@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // property_set of libcutils, over the host property store of libbase (the
 // Debian libcutils does not carry the property functions).
 #include <android-base/properties.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The whole library through its public surfaces only: the exported factories
 // of libvircam.so and the HIDL interfaces, with fake peers around it.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What the host runtime does where a device's binder transport decides the
 // outcome: deaths of peers that died unnoticed, deaths on several threads,
 // arguments that die with their call, and bounded binder pools with nested

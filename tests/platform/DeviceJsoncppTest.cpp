@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The host runs jsoncpp as the device builds it: what Debian's build throws
 // ends the process, as the device's abort does; other exceptions are as
 // before.

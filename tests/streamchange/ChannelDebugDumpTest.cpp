@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // `lshal debug` on the channel service, read through a real pipe: the state,
 // the switch history with its codes, a dump taken while a step waits on a
 // silent remote, masked ids, and the options and descriptors it must survive.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Registration of remote channels and of the switch callback, and what the
 // death of a remote channel sets off.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Process exit with the library busy: it neither waits for a switch step or a
 // stuck peer nor frees anything that another thread still uses. Each case
 // runs the library in a child process of its own and lets it exit.

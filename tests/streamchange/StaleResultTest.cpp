@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A remote's answer that comes after its wait has ended still lands on a
 // session of the table, and can decide a step of another remote's switch-on.
 #include <gtest/gtest.h>

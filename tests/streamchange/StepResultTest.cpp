@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A remote's answer to a switch step reaches that step whenever it comes,
 // whatever other waiter sleeps at the time.
 #include <gtest/gtest.h>

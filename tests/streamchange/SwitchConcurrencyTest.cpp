@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Switch commands, result notifications and registrations from several
 // threads at once: nothing deadlocks, every command is answered, and the
 // engine ends in a consistent state.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Switch commands are answered at once; refusals never reach a worker.
 #include <gtest/gtest.h>
 

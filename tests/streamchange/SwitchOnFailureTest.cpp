@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Every way a switch-on can fail: the code reported, what is rolled back, and
 // where the camera ends (physical, property "0").
 #include <gtest/gtest.h>

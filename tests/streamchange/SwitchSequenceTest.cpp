@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A camera moved to a remote channel and back, end to end through the
 // channel service, with the real translator.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What the pipeline and device management may do while a camera is virtual
 // or on its way there: flush, command again, reconfigure.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 #include "support/DebugPipe.h"
 
 #include <fcntl.h>

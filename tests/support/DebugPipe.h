@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Reads what a served object's debug() writes, through a real pipe, as
 // `lshal debug` would.
 #pragma once

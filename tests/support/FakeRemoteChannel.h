@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The fake remote channel, in a process of its own.
 #pragma once
 

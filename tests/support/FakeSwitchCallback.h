@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The device-management side's switch callback: records every result.
 #pragma once
 

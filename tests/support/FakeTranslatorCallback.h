@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The camera HAL pipeline's translator callback: records images and commands.
 #pragma once
 

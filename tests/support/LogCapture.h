@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Captures the lines that go to the Android log while it is alive, and still
 // lets them through to stderr so a failing test shows its log.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A native handle over a memfd, as a gralloc buffer would be; owned by the
 // test, lent to the library.
 #pragma once

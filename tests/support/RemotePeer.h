@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A fake peer in a process of its own: the library reaches it only through a
 // host proxy, so the test can kill the process or fail one of its calls.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The library's channel service with every peer around it: the
 // device-management side, one or more remote channels and a pipeline
 // callback on the translator. Remote channels are registered as "W_" + id

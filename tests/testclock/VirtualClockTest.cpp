@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The virtual clock keeps the order real time would give, at no real cost.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // vircam-sim as its users meet it: the trace it writes must load as
 // trace-event JSON with the switch steps in order, and a scenario file with a
 // mistake must be refused with the place of the mistake.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // `lshal debug` on the translator channel, read through a real pipe: the
 // translator's status, callbacks, stream backup and buffer cache, and the
 // counters the frame path keeps without a lock.

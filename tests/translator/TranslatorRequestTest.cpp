@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The pipeline's buffers and requests on their way to the remote, the
 // commands of the remote side, and closing the camera.
 #include <gtest/gtest.h>

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The translator's status, its flushes and its pipeline callbacks.
 #include <gtest/gtest.h>
 

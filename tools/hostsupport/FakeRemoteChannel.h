@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A remote device's channel callback, scriptable per switch step: it answers
 // each asynchronous operation at once, late, never, before its open call has
 // returned, with any result code, or dies when the call arrives. It keeps

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Built into every host program (tests, simulator, fuzzers): what the
 // sanitizers must know about the library's deliberate lock patterns and
 // about glibc and the uninstrumented platform libraries.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A peer's own thread that runs jobs once their time has come, in time order:
 // how a remote device answers "after its latency" without a thread per answer.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The fault tour: every stage of a switch's life times each way a peer can
 // fail it. Each cell runs in a process of its own (the library is a
 // process-wide singleton and its time-outs are real), several side by side.

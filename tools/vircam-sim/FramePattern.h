@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The test pattern a remote paints into a request's buffer. It is tied to the
 // frame number, stream and buffer, so that the pipeline can tell a right
 // image from a stale, misplaced or half-written one.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What `lshal debug` would print for the library's two served interfaces.
 #pragma once
 

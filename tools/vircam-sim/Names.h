@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Words for the codes a timeline shows.
 #pragma once
 

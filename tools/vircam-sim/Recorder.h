@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What a run leaves behind: the timeline on stdout, as it happens, and the
 // trace for Perfetto / chrome://tracing. Every actor reports through here.
 #pragma once

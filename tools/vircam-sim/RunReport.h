@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // What one run of a scenario found: the switch results, the frames, the final
 // state and what was left open, plus every expectation that failed.
 #pragma once

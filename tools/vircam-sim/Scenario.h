@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A scenario: the peers around the library, what device management commands,
 // and what must hold at the end. Built in (the default handover, the fault
 // tour's cells) or read from a JSON file (format in README.md and --help).

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Plays a scenario against the library: builds the peers, runs the steps with
 // the pipeline streaming throughout, checks every expectation, then closes the
 // camera and counts what was left open.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Image memory as gralloc would hand it out: a memfd, mapped by the pipeline
 // and lent to the library in a native handle; the remote maps the same file
 // from the handle it receives.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // One clock for every actor of a run, so that the timeline, the trace and the
 // latency figures agree on what happened when.
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The device-management service: registers its switch callback, tells the
 // library the physical camera id, commands switches and records every result
 // with its sequence number.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The command line of vircam-sim.
 #pragma once
 

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 #include "SimPipeline.h"
 
 #include "FramePattern.h"

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The camera HAL pipeline of the phone: opens its camera with a few streams,
 // lends memfd-backed buffers to the library, and sends capture and metadata
 // requests at its frame rate. While the camera is virtual every image that

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 #include "SimRemote.h"
 
 #include "Names.h"

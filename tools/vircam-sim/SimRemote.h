@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // A remote device: the fake remote channel, which opens the sessions the
 // library asks for and reports each result after the device's latency, with
 // the device's timeline and trace around it, and images painted with the

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Chrome trace-event JSON (the format Perfetto and chrome://tracing open):
 // one track per actor and per frame stream, a span per switch step, remote
 // call and frame. Collection costs nothing until Enable() is called.

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // vircam-sim: a camera handover on a desk, with libvircam.so in the middle
 // and faults on demand. --help says how to use it.
 #include <android/log.h>

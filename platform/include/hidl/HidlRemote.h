@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host-only: peers in other processes. A RemoteProcess stands for the process
 // that hosts one or more HIDL objects; the library reaches those objects
 // through host proxies (RemoteProxy), which fail every call once the process

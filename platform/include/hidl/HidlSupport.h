@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host stand-in for the HIDL runtime's containers and death-recipient base.
 // Layouts match libhidlbase on a 64-bit device: every container is 16 bytes,
 // 8-byte aligned, so structures built from them keep their wire offsets.

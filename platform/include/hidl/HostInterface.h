@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host stand-in for what hidl-gen's C++ sources define on a device for each
 // interface: its descriptor, the IBase methods, the castFrom pair and the
 // service-manager helpers (there is no service manager on the host, so they

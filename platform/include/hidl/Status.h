@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host stand-in for the HIDL transport status and Return<T>.
 // As on a device, a failed Return whose status nobody checked aborts the
 // process when it is destroyed: that is the crash a camera HAL would see.

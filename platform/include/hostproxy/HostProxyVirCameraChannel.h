@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host only: the proxy through which a peer (device management, a remote
 // channel) calls the library's IVirCameraChannel from a process of its own.
 // (A device uses hidl-gen's BpHw class instead.) The calls run on the binder

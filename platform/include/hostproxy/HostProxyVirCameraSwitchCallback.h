@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host only: the proxy through which a process calls a remote IVirCameraSwitchCallback
 // living in a RemoteProcess. (A device uses hidl-gen's BpHw class instead.)
 #pragma once

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // Host only: the proxy through which a process calls a remote IVirCameraTranslatorCallback
 // living in a RemoteProcess. (A device uses hidl-gen's BpHw class instead.)
 // The HAL reaches the translator inside its own process, so its calls stay

@@ -1,3 +1,5 @@
+// Copyright (C) 2026 The libvircam Authors
+
 // The two limits of bionic's property header that libcutils' properties.h
 // needs; the host has no bionic.
 #pragma once
