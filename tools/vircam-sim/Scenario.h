@@ -2,7 +2,8 @@
 
 // A scenario: the peers around the library, what device management commands,
 // and what must hold at the end. Built in (the default handover, the fault
-// tour's cells) or read from a JSON file (format in README.md and --help).
+// tour's cells) or read from a JSON file (format in this folder's README.md
+// and --help).
 #pragma once
 
 #include <cstdint>

@@ -92,8 +92,8 @@ them) and a summary, and exits 0 when every expectation held.
 
 what to run:
   (nothing)            the default handover
-  --scenario FILE      a scenario of your own (JSON; see README.md,
-                       example in tools/vircam-sim/scenarios/)
+  --scenario FILE      a scenario of your own (JSON; see tools/vircam-sim/
+                       README.md, examples in tools/vircam-sim/scenarios/)
   --tour               the fault tour: 6 stages (controlSession, configStream,
                        dataSession, switch, streaming, switchOff) x 3 faults
                        (timeout, failure, death), each cell in a process of its
