@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -239,7 +240,11 @@ bool VirtualClock::ProcessIdle() {
 
 void VirtualClock::Run() {
     mTimeTid = static_cast<int>(syscall(SYS_gettid));
-    mProcessStat = open("/proc/self/stat", O_RDONLY | O_CLOEXEC);
+    // The main thread's own stat file carries the process's thread count too,
+    // and unlike /proc/self/stat, qemu-user passes it through unchanged.
+    char path[64];
+    snprintf(path, sizeof(path), "%s/%d/stat", kTaskDir, static_cast<int>(getpid()));
+    mProcessStat = open(path, O_RDONLY | O_CLOEXEC);
     if (mProcessStat < 0) {
         abort();  // the clock cannot work without it
     }

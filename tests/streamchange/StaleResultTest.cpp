@@ -75,11 +75,13 @@ TEST(StaleResultTest, AReconfigurationAnswerAfterItsTimeOutFailsAnotherSwitchOnW
     quickConfig.delay = milliseconds(500);
     b.fake->Script(RemoteStep::kConfigStream, quickConfig);
     std::this_thread::sleep_until(reconfigured + milliseconds(500));
+    // Earlier steps may have had their answers before their waits too.
+    const size_t noWaitsBefore = log.Count(kTag, "config stream has return, no wait");
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);  // seq 5
 
     ASSERT_TRUE(h.WaitForResults(3));
     EXPECT_EQ((SwitchResult{true, 5, 101}), h.devMgt.fake->Results()[2]);
-    EXPECT_EQ(1u, log.Count(kTag, "config stream has return, no wait"));
+    EXPECT_EQ(noWaitsBefore + 1, log.Count(kTag, "config stream has return, no wait"));
 }
 
 }  // namespace
