@@ -11,12 +11,12 @@
 
 #include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr const char* kTag = "VirCam_StreamChange";
 
@@ -53,7 +53,7 @@ TEST(StaleResultTest, AReconfigurationAnswerAfterItsTimeOutFailsAnotherSwitchOnW
         ~Joiner() { thread.join(); }
     } joiner{reconfiguration};
     ASSERT_TRUE(WaitUntil([&] { return CallsStartingWith(h.remote, "configStream") == 2; }));
-    const auto reconfigured = steady_clock::now();
+    const auto reconfigured = pelcamera::Clock().Now();
 
     ASSERT_EQ(3u, h.SwitchOff("devA", "cam1").seqNum);
     ASSERT_TRUE(h.WaitForResults(2));
@@ -74,7 +74,7 @@ TEST(StaleResultTest, AReconfigurationAnswerAfterItsTimeOutFailsAnotherSwitchOnW
     quickConfig.mode = AnswerMode::kLate;
     quickConfig.delay = milliseconds(500);
     b.fake->Script(RemoteStep::kConfigStream, quickConfig);
-    std::this_thread::sleep_until(reconfigured + milliseconds(500));
+    pelcamera::Clock().SleepFor(reconfigured + milliseconds(500) - pelcamera::Clock().Now());
     // Earlier steps may have had their answers before their waits too.
     const size_t noWaitsBefore = log.Count(kTag, "config stream has return, no wait");
     ASSERT_EQ(CameraStatus::OK, h.SwitchOn("devB", "cam2").status);  // seq 5

@@ -11,6 +11,7 @@
 
 #include "streamchange/AwaitedResult.h"
 #include "support/SwitchHarness.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 namespace {
@@ -55,13 +56,13 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     std::thread reconfiguration([&] { h.service->ConfigureStreams(bCamId, PipelineStreams()); });
     // B's own switch-on configured it once; the second is the reconfiguration.
     ASSERT_TRUE(WaitUntil([&] { return CallsStartingWith(b, "configStream") == 2; }));
-    std::this_thread::sleep_for(milliseconds(50));  // into its wait
+    pelcamera::Clock().SleepFor(milliseconds(50));  // into its wait
 
-    const auto halReady = steady_clock::now();
+    const auto halReady = pelcamera::Clock().Now();
     h.service->SetHalInitStatus();
     ASSERT_TRUE(h.WaitForResults(2));
     EXPECT_EQ((SwitchResult{true, 2, 300}), h.devMgt.fake->Results()[1]);
-    EXPECT_LT(steady_clock::now() - halReady, milliseconds(2500)) << "A sat out the time-out";
+    EXPECT_LT(pelcamera::Clock().Now() - halReady, milliseconds(2500)) << "A sat out the time-out";
     reconfiguration.join();
 }
 

@@ -9,6 +9,7 @@
 
 #include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 namespace {
@@ -137,9 +138,9 @@ TEST(SwitchSequenceTest, LateResultsWithinTheTimeOutStillSwitch) {
     late.mode = AnswerMode::kLate;
     late.delay = std::chrono::milliseconds(1500);
     h.remote.fake->Script(RemoteStep::kConfigStream, late);
-    const auto start = std::chrono::steady_clock::now();
+    const auto start = pelcamera::Clock().Now();
     h.SwitchOnAndWait("devA", "cam1");
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(1500));
+    EXPECT_GE(pelcamera::Clock().Now() - start, std::chrono::milliseconds(1500));
 }
 
 TEST(SwitchSequenceTest, HalInitAfterTheWaitStartsLetsTheSwitchGoOn) {

@@ -159,7 +159,7 @@ TEST(StepWaitersTest, TwoWaitersForOneStepTakeTurns) {
         ++finished;
     });
     ASSERT_TRUE(WaitUntil([&] { return CountCalls(h.remote, "configStream 10") == 2; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));  // into its wait
+    pelcamera::Clock().SleepFor(std::chrono::milliseconds(300));  // into its wait
     std::thread second([&] {
         secondResult = h.service->ConfigureStreams(virCamId, PipelineStreams());
         ++finished;

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "utils/VirCamClock.h"
+
 namespace vircam_test {
 
 BorrowedFdHandle::BorrowedFdHandle(int fd) : mHandle(native_handle_create(1, 0)) {
@@ -35,9 +37,9 @@ DebugOutput ReadDebug(android::hidl::base::V1_0::IBase& object,
     DebugOutput output;
     {
         const BorrowedFdHandle writeEnd(ends[1]);
-        const auto start = std::chrono::steady_clock::now();
+        const auto start = pelcamera::Clock().Now();
         EXPECT_TRUE(object.debug(writeEnd.Handle(), Options(options)).isOk());
-        output.took = std::chrono::steady_clock::now() - start;
+        output.took = pelcamera::Clock().Now() - start;
     }
     close(ends[1]);
     char buffer[4096];

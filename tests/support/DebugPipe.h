@@ -14,7 +14,7 @@ namespace vircam_test {
 
 struct DebugOutput {
     std::string text;
-    std::chrono::steady_clock::duration took;  // the debug() call alone
+    std::chrono::steady_clock::duration took;  // the debug() call alone, on the library's clock
 };
 
 DebugOutput ReadDebug(android::hidl::base::V1_0::IBase& object,

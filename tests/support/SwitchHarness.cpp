@@ -5,19 +5,19 @@
 #include <android-base/properties.h>
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "support/DebugPipe.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 
 bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    pelcamera::VirCamClock& clock = pelcamera::Clock();
+    const auto deadline = clock.Now() + timeout;
     while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) {
+        if (clock.Now() > deadline) {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        clock.SleepFor(std::chrono::milliseconds(2));
     }
     return true;
 }

@@ -25,7 +25,10 @@ namespace vircam_test {
 
 using CameraStatus = android::hardware::camera::common::V1_0::Status;
 
-// Polls `done` until it holds or `timeout` passes.
+// Polls `done` until it holds or `timeout` passes, both on the library's
+// clock: on virtual time each poll moves time by its interval only, so a test
+// that waits for a step to be inside its 3 s wait finds it there, as it would
+// in real time.
 bool WaitUntil(const std::function<bool()>& done,
                std::chrono::milliseconds timeout = std::chrono::seconds(15));
 

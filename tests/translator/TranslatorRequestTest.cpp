@@ -12,6 +12,7 @@
 #include "support/LogCapture.h"
 #include "support/NativeBuffer.h"
 #include "support/SwitchHarness.h"
+#include "utils/VirCamClock.h"
 
 namespace vircam_test {
 namespace {
@@ -209,17 +210,19 @@ TEST(TranslatorRequestTest, ACaptureRequestNeverWaitsForCloseReconfigurationOrAS
 
     h.remote.fake->Script(RemoteStep::kConfigStream, silent);
     std::thread reconfiguration([&] { h.translator->BackupPhyConfigStreams(PipelineStreams()); });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    pelcamera::Clock().SleepFor(std::chrono::milliseconds(50));
     std::shared_ptr<pelcamera::HidlCallbackMgrTranslator> noRegistry;
     std::thread close([&] { h.translator->Close(0, noRegistry); });
     ASSERT_TRUE(WaitUntil([&] { return h.translator->CachedBufferCount() == 0; }));
 
     for (int frame = 1; frame <= 3; ++frame) {
-        const auto start = std::chrono::steady_clock::now();
+        // On virtual time, a request held by any of them would let time run
+        // to that wait's deadline.
+        const auto start = pelcamera::Clock().Now();
         pelcamera::CVirtualSwitchCameraTranslator::VirImageBufferVec request(1);
         request[0] = Element(frame, 0, 1);
         EXPECT_EQ(0, h.translator->ProcessCaptureRequest(request));
-        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50))
+        EXPECT_LT(pelcamera::Clock().Now() - start, std::chrono::milliseconds(50))
             << "frame " << frame;
     }
     EXPECT_EQ("processCaptureRequest 11", h.remote.fake->Calls().back());

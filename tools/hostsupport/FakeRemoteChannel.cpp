@@ -2,6 +2,10 @@
 
 #include "hostsupport/FakeRemoteChannel.h"
 
+#include <chrono>
+
+#include "utils/VirCamClock.h"
+
 namespace vircam_fakes {
 
 namespace {
@@ -243,10 +247,19 @@ void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepSc
     }
     // The remote answers from a thread of its own, as a binder peer would.
     std::lock_guard<std::mutex> lock(mLock);
-    mAnswers.emplace_back([this, step, sessionId, script] {
+    // It waits on the library's clock, so that on virtual time the answer
+    // lands where the script puts it against the step's deadline.
+    pelcamera::VirCamClock& libraryClock = pelcamera::Clock();
+    const auto due = libraryClock.Now() + script.delay;
+    mAnswers.emplace_back([this, step, sessionId, script, &libraryClock, due] {
         {
             std::unique_lock<std::mutex> lock(mLock);
-            if (mAnswersStopped.wait_for(lock, script.delay, [this] { return mStopAnswers; })) {
+            while (!mStopAnswers) {
+                if (libraryClock.WaitUntil(mAnswersStopped, lock, due) == std::cv_status::timeout) {
+                    break;
+                }
+            }
+            if (mStopAnswers) {
                 return;
             }
         }
