@@ -2,6 +2,8 @@
 
 #include "hostsupport/FakeRemoteChannel.h"
 
+#include "utils/VirCamClock.h"
+
 namespace vircam_fakes {
 
 namespace {
@@ -245,8 +247,14 @@ void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepSc
     std::lock_guard<std::mutex> lock(mLock);
     mAnswers.emplace_back([this, step, sessionId, script] {
         {
+            // Through the library's clock, so that on a virtual one the
+            // answer keeps its place against the step's deadline.
             std::unique_lock<std::mutex> lock(mLock);
-            if (mAnswersStopped.wait_for(lock, script.delay, [this] { return mStopAnswers; })) {
+            const auto deadline = pelcamera::Clock().Now() + script.delay;
+            while (!mStopAnswers && pelcamera::Clock().WaitUntil(mAnswersStopped, lock, deadline) ==
+                                        std::cv_status::no_timeout) {
+            }
+            if (mStopAnswers) {
                 return;
             }
         }
