@@ -132,7 +132,10 @@ struct RemoteProcess::Pool : std::enable_shared_from_this<Pool> {
     void post(std::function<void()> job) {
         std::lock_guard<std::mutex> guard(lock);
         queue.push_back(std::move(job));
-        if (idle > 0) {
+        // A woken thread counts as idle until it runs: calls posted in that
+        // moment must not all count on it, or one waits behind the other's
+        // call while the pool could start a thread for it.
+        if (idle >= queue.size()) {
             wake.notify_one();
             return;
         }

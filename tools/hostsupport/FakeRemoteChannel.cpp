@@ -2,8 +2,6 @@
 
 #include "hostsupport/FakeRemoteChannel.h"
 
-#include <chrono>
-
 #include "utils/VirCamClock.h"
 
 namespace vircam_fakes {
@@ -247,17 +245,14 @@ void FakeRemoteChannel::Answer(RemoteStep step, uint32_t sessionId, const StepSc
     }
     // The remote answers from a thread of its own, as a binder peer would.
     std::lock_guard<std::mutex> lock(mLock);
-    // It waits on the library's clock, so that on virtual time the answer
-    // lands where the script puts it against the step's deadline.
-    pelcamera::VirCamClock& libraryClock = pelcamera::Clock();
-    const auto due = libraryClock.Now() + script.delay;
-    mAnswers.emplace_back([this, step, sessionId, script, &libraryClock, due] {
+    mAnswers.emplace_back([this, step, sessionId, script] {
         {
+            // Through the library's clock, so that on a virtual one the
+            // answer keeps its place against the step's deadline.
             std::unique_lock<std::mutex> lock(mLock);
-            while (!mStopAnswers) {
-                if (libraryClock.WaitUntil(mAnswersStopped, lock, due) == std::cv_status::timeout) {
-                    break;
-                }
+            const auto deadline = pelcamera::Clock().Now() + script.delay;
+            while (!mStopAnswers && pelcamera::Clock().WaitUntil(mAnswersStopped, lock, deadline) ==
+                                        std::cv_status::no_timeout) {
             }
             if (mStopAnswers) {
                 return;

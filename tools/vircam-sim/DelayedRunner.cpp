@@ -42,7 +42,7 @@ void DelayedRunner::Run() {
         }
         const int64_t wait = mJobs.begin()->first - NowUs();
         if (wait > 0) {
-            mChanged.wait_for(lock, std::chrono::microseconds(wait));
+            WaitUntil(mChanged, lock, Now() + std::chrono::microseconds(wait));
             continue;
         }
         std::function<void()> job = std::move(mJobs.begin()->second);

@@ -4,7 +4,9 @@
 
 #include <android-base/properties.h>
 #include <dirent.h>
+#include <unistd.h>
 
+#include <climits>
 #include <thread>
 
 #include "LibraryDump.h"
@@ -31,11 +33,26 @@ constexpr std::chrono::milliseconds kDrainTimeout{3000};
 // after the death is one the library will not send.
 constexpr std::chrono::milliseconds kDeathGrace{2000};
 
+// A thread's stat file under /proc: what the virtual clock keeps open, one per
+// thread, to see who is blocked. Not the run's to account for.
+bool ClockFile(int dirFd, const char* name) {
+    char target[PATH_MAX] = {0};
+    const ssize_t length = readlinkat(dirFd, name, target, sizeof(target) - 1);
+    if (length <= 0) {
+        return false;
+    }
+    const std::string path(target, static_cast<size_t>(length));
+    static const std::string kStat = "/stat";
+    return path.rfind("/proc/", 0) == 0 && path.find("/task/") != std::string::npos &&
+           path.size() > kStat.size() &&
+           path.compare(path.size() - kStat.size(), kStat.size(), kStat) == 0;
+}
+
 int OpenFds() {
     int count = 0;
     if (DIR* dir = opendir("/proc/self/fd")) {
-        while (readdir(dir) != nullptr) {
-            ++count;
+        while (const dirent* entry = readdir(dir)) {
+            count += ClockFile(dirfd(dir), entry->d_name) ? 0 : 1;
         }
         closedir(dir);
     }
@@ -47,12 +64,12 @@ std::string Property() {
 }
 
 bool PollUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-    const auto end = std::chrono::steady_clock::now() + timeout;
+    const SimTime end = Now() + timeout;
     while (!done()) {
-        if (std::chrono::steady_clock::now() > end) {
+        if (Now() > end) {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        SleepFor(std::chrono::milliseconds(2));
     }
     return true;
 }
@@ -174,19 +191,19 @@ void ScenarioRunner::RunStep(size_t index, const Step& step) {
 }
 
 void ScenarioRunner::Stream(double seconds) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+    SleepFor(std::chrono::duration_cast<SimDuration>(std::chrono::duration<double>(seconds)));
 }
 
 bool ScenarioRunner::WaitForVirtual() {
     const bool settled = PollUntil([this] { return mPipeline->Virtual(); }, kSettleTimeout);
-    std::this_thread::sleep_for(kSettle);
+    SleepFor(kSettle);
     return settled;
 }
 
 bool ScenarioRunner::WaitForPhysical() {
     const bool settled =
         PollUntil([this] { return !mPipeline->Virtual() && Property() == "0"; }, kSettleTimeout);
-    std::this_thread::sleep_for(kSettle);
+    SleepFor(kSettle);
     return settled;
 }
 
@@ -486,7 +503,7 @@ void ScenarioRunner::CheckResult(const std::string& where, const Step& step,
 void ScenarioRunner::Finish() {
     CheckLeftovers();
     // Deaths and their switch-offs still under way get their moment.
-    std::this_thread::sleep_for(kSettle);
+    SleepFor(kSettle);
     android::hardware::waitForDeathNotifications();
     CheckDump("end of steps", mScenario.expect.dump);
     mReport.mode = mPipeline->Virtual() ? "virtual" : "physical";

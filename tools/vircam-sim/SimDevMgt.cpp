@@ -2,8 +2,6 @@
 
 #include "SimDevMgt.h"
 
-#include <thread>
-
 #include "Names.h"
 #include "SimClock.h"
 #include "utils/Anonymize.h"
@@ -159,7 +157,7 @@ SimDevMgt::Return<SimDevMgt::CameraStatus> SimDevMgt::Record(bool on, uint32_t s
     // A device management busy with its own bookkeeping: the library's worker
     // waits in this call. No lock is held while it sleeps.
     if (mReturnDelay.count() > 0) {
-        std::this_thread::sleep_for(mReturnDelay);
+        SleepFor(mReturnDelay);
     }
     return CameraStatus::OK;
 }
@@ -168,7 +166,7 @@ std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
                                                      std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mLock);
     std::optional<SwitchResult> found;
-    mArrived.wait_for(lock, timeout, [&] {
+    WaitFor(mArrived, lock, timeout, [&] {
         for (const auto& result : mResults) {
             if (result.seqNum == seqNum) {
                 found = result;
@@ -184,16 +182,16 @@ std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
                                                      const std::function<bool()>& gone,
                                                      std::chrono::milliseconds grace) {
     constexpr std::chrono::milliseconds kSlice{50};
-    const auto end = std::chrono::steady_clock::now() + timeout;
-    std::optional<std::chrono::steady_clock::time_point> goneSince;
-    while (std::chrono::steady_clock::now() < end) {
+    const SimTime end = Now() + timeout;
+    std::optional<SimTime> goneSince;
+    while (Now() < end) {
         if (auto result = WaitForResult(seqNum, kSlice)) {
             return result;
         }
         if (!goneSince && gone()) {
-            goneSince = std::chrono::steady_clock::now();
+            goneSince = Now();
         }
-        if (goneSince && std::chrono::steady_clock::now() - *goneSince > grace) {
+        if (goneSince && Now() - *goneSince > grace) {
             break;
         }
     }
@@ -203,7 +201,7 @@ std::optional<SwitchResult> SimDevMgt::WaitForResult(uint32_t seqNum,
 std::optional<SwitchResult> SimDevMgt::WaitForUnasked(bool on, std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mLock);
     std::optional<SwitchResult> found;
-    mArrived.wait_for(lock, timeout, [&] {
+    WaitFor(mArrived, lock, timeout, [&] {
         for (const auto& result : mResults) {
             if (result.on == on && mCommanded.count(result.seqNum) == 0 &&
                 mClaimed.count(result.seqNum) == 0) {

@@ -71,11 +71,11 @@ bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error
     return true;
 }
 
-void PrintHelp(const char* program) {
+void PrintHelp(const char* program, const char* clockNote) {
     printf(R"(usage: %s [options]
 
-Replays a camera handover on the desk: the real libvircam.so in the middle,
-and around it the three peers a phone would have, each on threads of its own:
+Replays a camera handover on the desk: the library in the middle, and around
+it the three peers a phone would have, each on threads of its own:
   pipeline   the camera HAL: opens camera 0 with three streams, lends memfd
              buffers, sends capture + metadata requests at its frame rate and
              checks every image against the test pattern of its frame
@@ -126,8 +126,9 @@ environment:
 
 exit status: 0 every expectation held, 1 some did not, 2 bad command line or
 scenario file.
-)",
-           program);
+
+%s)",
+           program, clockNote);
 }
 
 }  // namespace vircam_sim

@@ -32,6 +32,7 @@ struct SimOptions {
 
 // False with a message on a bad command line.
 bool ParseOptions(int argc, char** argv, SimOptions& options, std::string& error);
-void PrintHelp(const char* program);
+// `clockNote`: which of the two programs this is, and on which clock.
+void PrintHelp(const char* program, const char* clockNote);
 
 }  // namespace vircam_sim

@@ -137,7 +137,7 @@ bool SimPipeline::Open() {
         Say(Printf("the HAL is still starting: its callback comes in %d ms",
                    mConfig.halReadyAfterMs));
         mHalReady = std::thread([this] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(mConfig.halReadyAfterMs));
+            SleepFor(std::chrono::milliseconds(mConfig.halReadyAfterMs));
             RegisterCallback();
         });
     }
@@ -184,11 +184,11 @@ void SimPipeline::StopStreaming() {
 }
 
 void SimPipeline::RunCapture() {
-    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-        std::chrono::duration<double>(1.0 / mConfig.fps));
+    const auto period =
+        std::chrono::duration_cast<SimDuration>(std::chrono::duration<double>(1.0 / mConfig.fps));
     const int64_t start = NowUs();
     int64_t lastProgress = start;
-    auto next = std::chrono::steady_clock::now();
+    SimTime next = Now();
     while (mStreaming) {
         Tick(mNextFrame++);
         const int64_t now = NowUs();
@@ -197,7 +197,7 @@ void SimPipeline::RunCapture() {
             lastProgress = now;
         }
         next += period;
-        std::this_thread::sleep_until(next);
+        SleepUntil(next);
     }
     std::lock_guard<std::mutex> lock(mLock);
     mStreamingUs += NowUs() - start;
@@ -382,13 +382,13 @@ void SimPipeline::OnCommand(uint32_t cmdId) {
                cmdId, abandoned));
     if (mConfig.flushNoticeDelayMs > 0) {
         Say(Printf("answers the flush notice %d ms later", mConfig.flushNoticeDelayMs));
-        std::this_thread::sleep_for(std::chrono::milliseconds(mConfig.flushNoticeDelayMs));
+        SleepFor(std::chrono::milliseconds(mConfig.flushNoticeDelayMs));
     }
 }
 
 bool SimPipeline::Drain(std::chrono::milliseconds timeout) {
     std::unique_lock<std::mutex> lock(mLock);
-    return mResolved.wait_for(lock, timeout, [this] { return mOutstanding.empty(); });
+    return WaitFor(mResolved, lock, timeout, [this] { return mOutstanding.empty(); });
 }
 
 FrameStats SimPipeline::Stats() {

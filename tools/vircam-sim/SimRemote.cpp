@@ -347,8 +347,10 @@ android::hardware::Return<SimRemote::CameraStatus> SimRemote::flush(uint32_t dat
         return CameraStatus::INTERNAL_ERROR;
     }
     if (FaultAt(Stage::kSwitchOff, FaultKind::kTimeout)) {
+        // A finite hang: on the virtual clock too it lasts its 3.5 s, so the
+        // library's step wait runs out first either way.
         Say("hangs in flush for 3.5 s");
-        std::this_thread::sleep_for(std::chrono::microseconds(kHangUs));
+        SleepFor(std::chrono::microseconds(kHangUs));
     }
     std::deque<PendingImage> held;
     {
@@ -376,7 +378,7 @@ void SimRemote::RunImages() {
         }
         const int64_t wait = mImages.front().dueUs - NowUs();
         if (wait > 0) {
-            mImagesChanged.wait_for(lock, std::chrono::microseconds(wait));
+            WaitUntil(mImagesChanged, lock, Now() + std::chrono::microseconds(wait));
             continue;
         }
         PendingImage image = std::move(mImages.front());
