@@ -385,6 +385,40 @@ TEST(BinderPoolTest, CallsBeyondThePoolsBoundWaitForAFreeThread) {
     EXPECT_LE(servers.size(), 2u);
 }
 
+// Two calls that reach a pool with one idle thread at the same moment: the
+// woken thread takes one, and the pool starts another for the second, which
+// must not queue behind the first. Here each call waits for the other inside
+// its handler, so queued behind each other they would never meet. The race
+// lies in the instant between the wake-up and the woken thread running, so
+// fresh pools play it several times.
+TEST(BinderPoolTest, CallsThatArriveTogetherAtOneIdleThreadRunSideBySide) {
+    for (int round = 0; round < 10; ++round) {
+        ScriptedPeer peer;
+        peer.process->setBinderThreads(2);
+        ASSERT_TRUE(peer.proxy->notifySwitchOffResult(0, 0).isOk());  // leaves one idle thread
+        std::this_thread::sleep_for(milliseconds(5));                 // and lets it go idle
+        Meeting meeting;
+        std::atomic<int> met{0};
+        peer.fake->onResult = [&](uint32_t, int32_t) {
+            met += meeting.Arrive(2, milliseconds(500));
+        };
+        std::atomic<bool> go{false};
+        std::vector<std::thread> callers;
+        for (uint32_t i = 0; i < 2; ++i) {
+            callers.emplace_back([&, i] {
+                while (!go) {
+                }
+                EXPECT_TRUE(peer.proxy->notifySwitchOnResult(i, 0).isOk());
+            });
+        }
+        go = true;
+        for (auto& caller : callers) {
+            caller.join();
+        }
+        ASSERT_EQ(2, met.load()) << "round " << round << ": one call waited behind the other";
+    }
+}
+
 TEST(BinderPoolTest, ANestedCallRunsOnTheThreadThatWaitsForTheChain) {
     ScriptedPeer caller;  // a peer whose own thread makes the first call
     ScriptedPeer callee;
