@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -111,32 +112,45 @@ VirtualClock::~VirtualClock() {
 }
 
 void VirtualClock::CloseThreadFiles() {
-    for (int fd : mThreadFiles) {
-        close(fd);
+    for (const ThreadFile& file : mThreadFiles) {
+        if (file.fd >= 0) {
+            close(file.fd);
+        }
     }
     mThreadFiles.clear();
 }
 
 void VirtualClock::ListThreads() {
-    CloseThreadFiles();
     DIR* dir = opendir(kTaskDir);
     if (dir == nullptr) {
         abort();  // the clock cannot work without it
     }
-    // Neither the time thread nor the main thread, which is read apart.
+    // Neither the time thread nor the main thread, which is read apart. The
+    // files of threads still listed stay open: opening costs more than reading.
     const int main = static_cast<int>(getpid());
+    std::vector<ThreadFile> listed;
     while (const dirent* entry = readdir(dir)) {
         const int tid = atoi(entry->d_name);
         if (tid <= 0 || tid == mTimeTid || tid == main) {
             continue;
         }
+        auto known = std::find_if(mThreadFiles.begin(), mThreadFiles.end(),
+                                  [tid](const ThreadFile& file) { return file.tid == tid; });
+        if (known != mThreadFiles.end()) {
+            listed.push_back(*known);
+            *known = mThreadFiles.back();
+            mThreadFiles.pop_back();
+            continue;
+        }
         const std::string path = std::string(entry->d_name) + "/stat";
         const int fd = openat(dirfd(dir), path.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd >= 0) {
-            mThreadFiles.push_back(fd);
+            listed.push_back({tid, fd});
         }
     }
     closedir(dir);
+    CloseThreadFiles();
+    mThreadFiles.swap(listed);
 }
 
 int VirtualClock::ReadMainThread(bool* blocked) const {
@@ -224,13 +238,18 @@ bool VirtualClock::ScanOnce() {
         }
         bool gone = false;
         for (size_t i = 0; i < mThreadFiles.size(); ++i) {
-            const int blocked = ThreadBlocked(mThreadFiles[i]);
+            const int blocked = ThreadBlocked(mThreadFiles[i].fd);
             if (blocked == 0) {
                 // Most likely still running at the next look: read it first.
                 std::swap(mThreadFiles[0], mThreadFiles[i]);
                 return false;
             }
-            gone = gone || blocked < 0;
+            if (blocked < 0) {
+                // Its id may come back with a new thread, which needs a new file.
+                close(mThreadFiles[i].fd);
+                mThreadFiles[i] = {-1, -1};
+                gone = true;
+            }
         }
         if (!gone) {
             return true;

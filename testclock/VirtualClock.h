@@ -29,8 +29,11 @@
 namespace vircam_testclock {
 
 // How the time thread waits between its looks at the process: asleep, or
-// yielding in a loop (which keeps a core busy for no gain measured on a
-// two-core machine; kept for machines with cores to spare).
+// yielding in a loop. Yielding keeps a core busy while anything waits on the
+// clock, but on a virtual machine a sleep of a few microseconds costs as much
+// CPU as the yields and takes several times its length: a process that moves
+// time all the time (a fuzzer) goes faster yielding, one that mostly sleeps
+// in real time beside it (a test) leaves the core to others asleep.
 enum class Pace { kSleep, kSpin };
 
 class VirtualClock final : public pelcamera::VirCamClock {
@@ -96,7 +99,11 @@ private:
     // The time thread's own (the destructor's once it has joined it): the main
     // thread's stat file and every other thread's.
     int mMainThreadStat = -1;
-    std::vector<int> mThreadFiles;
+    struct ThreadFile {
+        int tid;
+        int fd;
+    };
+    std::vector<ThreadFile> mThreadFiles;
 
     std::mutex mLock;
     std::condition_variable mChanged;  // waiters, settlers, or their state changed
