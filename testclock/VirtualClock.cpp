@@ -9,6 +9,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -36,22 +37,41 @@ constexpr int64_t kCpuSlack = 2000;
 
 constexpr const char* kTaskDir = "/proc/self/task";
 
-// Reads a thread's stat file afresh. -1: the thread has gone (or the file
-// cannot be read). Otherwise 1 when its state letter, after the command name,
-// is not one of running or uninterruptible, else 0.
+// Reads a stat file afresh into `buffer`; false when it cannot be read (its
+// thread has gone).
+template <size_t N>
+bool ReadStat(int fd, char (&buffer)[N]) {
+    const ssize_t n = pread(fd, buffer, N - 1, 0);
+    buffer[n > 0 ? n : 0] = '\0';
+    return n > 0;
+}
+
+// Where field `index` of a stat file's text starts, numbered from 1 as in
+// proc(5) (the 3rd is the state letter); empty when the text is cut short.
+// Fields are counted from the command name's closing parenthesis: the name
+// itself may hold spaces and parentheses.
+const char* StatField(const char* stat, int index) {
+    const char* field = strrchr(stat, ')');
+    for (int at = 2; field != nullptr && at < index; ++at) {
+        field = strchr(field + 1, ' ');
+    }
+    return field == nullptr ? "" : field + 1;
+}
+
+// Whether a thread in `state` waits: its state is known and neither running
+// nor uninterruptible.
+bool Waits(const char* state) {
+    return *state != '\0' && *state != 'R' && *state != 'D' && *state != 'W';
+}
+
+// -1: the thread has gone (or its file cannot be read). Otherwise 1 when it
+// waits, else 0.
 int ThreadBlocked(int fd) {
     char buffer[512];
-    const ssize_t n = pread(fd, buffer, sizeof(buffer) - 1, 0);
-    if (n <= 0) {
+    if (!ReadStat(fd, buffer)) {
         return -1;
     }
-    buffer[n] = '\0';
-    const char* end = strrchr(buffer, ')');
-    if (end == nullptr || end[1] == '\0' || end[2] == '\0') {
-        return 0;
-    }
-    const char state = end[2];
-    return state != 'R' && state != 'D' && state != 'W' ? 1 : 0;
+    return Waits(StatField(buffer, 3)) ? 1 : 0;
 }
 
 // CPU time of every thread but the calling one: a cheap sign of work.
@@ -86,52 +106,64 @@ VirtualClock::~VirtualClock() {
     }
     mTime.join();
     CloseThreadFiles();
-    if (mProcessStat >= 0) {
-        close(mProcessStat);
+    if (mMainThreadStat >= 0) {
+        close(mMainThreadStat);
     }
 }
 
 void VirtualClock::CloseThreadFiles() {
-    for (int fd : mThreadFiles) {
-        close(fd);
+    for (const ThreadFile& file : mThreadFiles) {
+        if (file.fd >= 0) {
+            close(file.fd);
+        }
     }
     mThreadFiles.clear();
 }
 
 void VirtualClock::ListThreads() {
-    CloseThreadFiles();
     DIR* dir = opendir(kTaskDir);
     if (dir == nullptr) {
         abort();  // the clock cannot work without it
     }
-    char self[16];
-    snprintf(self, sizeof(self), "%d", mTimeTid);
+    // Neither the time thread nor the main thread, which is read apart. The
+    // files of threads still listed stay open: opening costs more than reading.
+    const int main = static_cast<int>(getpid());
+    std::vector<ThreadFile> listed;
     while (const dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] == '.' || strcmp(entry->d_name, self) == 0) {
+        const int tid = atoi(entry->d_name);
+        if (tid <= 0 || tid == mTimeTid || tid == main) {
+            continue;
+        }
+        auto known = std::find_if(mThreadFiles.begin(), mThreadFiles.end(),
+                                  [tid](const ThreadFile& file) { return file.tid == tid; });
+        if (known != mThreadFiles.end()) {
+            listed.push_back(*known);
+            *known = mThreadFiles.back();
+            mThreadFiles.pop_back();
             continue;
         }
         const std::string path = std::string(entry->d_name) + "/stat";
         const int fd = openat(dirfd(dir), path.c_str(), O_RDONLY | O_CLOEXEC);
         if (fd >= 0) {
-            mThreadFiles.push_back(fd);
+            listed.push_back({tid, fd});
         }
     }
     closedir(dir);
+    CloseThreadFiles();
+    mThreadFiles.swap(listed);
 }
 
-int VirtualClock::ThreadCount() const {
+int VirtualClock::ReadMainThread(bool* blocked) const {
     char buffer[1024];
-    const ssize_t n = pread(mProcessStat, buffer, sizeof(buffer) - 1, 0);
-    if (n <= 0) {
+    if (!ReadStat(mMainThreadStat, buffer)) {
         return -1;
     }
-    buffer[n] = '\0';
-    // num_threads is the 20th field; the 3rd follows the command name.
-    const char* field = strrchr(buffer, ')');
-    for (int index = 2; field != nullptr && index < 20; ++index) {
-        field = strchr(field + 1, ' ');
+    const char* count = StatField(buffer, 20);
+    if (*count == '\0') {
+        return -1;
     }
-    return field == nullptr ? -1 : atoi(field + 1);
+    *blocked = Waits(StatField(buffer, 3));
+    return atoi(count);
 }
 
 VirtualClock::TimePoint VirtualClock::Now() {
@@ -191,23 +223,33 @@ void VirtualClock::Settle() {
 
 bool VirtualClock::ScanOnce() {
     // The open stat files are read again as long as the process has as many
-    // threads as were listed and none of them has gone; else list anew. A
-    // thread that ended and one that started in its place show as a gone one.
+    // threads as were listed (and the time and main threads) and none of them
+    // has gone; else list anew. A thread that ended and one that started in
+    // its place show as a gone one.
     for (int attempt = 0; attempt < 2; ++attempt) {
-        const int threads = ThreadCount();
-        if (threads != static_cast<int>(mThreadFiles.size()) + 1) {
+        bool mainBlocked = false;
+        const int threads = ReadMainThread(&mainBlocked);
+        if (threads != static_cast<int>(mThreadFiles.size()) + 2) {
             ListThreads();
             continue;
         }
+        if (!mainBlocked) {
+            return false;
+        }
         bool gone = false;
         for (size_t i = 0; i < mThreadFiles.size(); ++i) {
-            const int blocked = ThreadBlocked(mThreadFiles[i]);
+            const int blocked = ThreadBlocked(mThreadFiles[i].fd);
             if (blocked == 0) {
                 // Most likely still running at the next look: read it first.
                 std::swap(mThreadFiles[0], mThreadFiles[i]);
                 return false;
             }
-            gone = gone || blocked < 0;
+            if (blocked < 0) {
+                // Its id may come back with a new thread, which needs a new file.
+                close(mThreadFiles[i].fd);
+                mThreadFiles[i] = {-1, -1};
+                gone = true;
+            }
         }
         if (!gone) {
             return true;
@@ -217,22 +259,27 @@ bool VirtualClock::ScanOnce() {
     return false;  // threads come and go: something runs
 }
 
-bool VirtualClock::ProcessIdle() {
-    // Threads that burn CPU are not idle: no need to read their states (the
-    // reads cost the kernel more than anything else the clock does). One that
-    // is runnable but waits for a CPU burns none, hence the scans; one that
-    // runs between two scans burns CPU, hence the last check over them all.
+bool VirtualClock::ProcessIdle(int64_t busySince) {
+    // Threads that burned CPU since the last look are not idle: no need to read
+    // their states (the reads cost the kernel more than anything else the
+    // clock does). One that is runnable but waits for a CPU burns none, hence
+    // the scans; one that runs between two scans burns CPU, hence the last
+    // check over them all. The scans are not paused between: a scan reads
+    // every thread, which takes longer than a wake-up needs to show, and a
+    // pause costs the kernel more than the reads (a timer, two switches).
     const int64_t cpu = OthersCpuNs();
-    Pause(kScanGap);
-    if (OthersCpuNs() - cpu > kCpuSlack) {
+    if (busySince >= 0 && cpu - busySince > kCpuSlack) {
         return false;
     }
     for (int scan = 0; scan < kIdleScans; ++scan) {
-        if (scan > 0) {
-            Pause(kScanGap);
-        }
+        const auto start = std::chrono::steady_clock::now();
         if (!ScanOnce()) {
             return false;
+        }
+        // A process with few threads scans too fast for that: keep them apart.
+        const auto took = std::chrono::steady_clock::now() - start;
+        if (scan + 1 < kIdleScans && took < kScanGap) {
+            Pause(std::chrono::duration_cast<std::chrono::microseconds>(kScanGap - took));
         }
     }
     return OthersCpuNs() - cpu <= 2 * kCpuSlack;
@@ -244,11 +291,14 @@ void VirtualClock::Run() {
     // and unlike /proc/self/stat, qemu-user passes it through unchanged.
     char path[64];
     snprintf(path, sizeof(path), "%s/%d/stat", kTaskDir, static_cast<int>(getpid()));
-    mProcessStat = open(path, O_RDONLY | O_CLOEXEC);
-    if (mProcessStat < 0) {
+    mMainThreadStat = open(path, O_RDONLY | O_CLOEXEC);
+    if (mMainThreadStat < 0) {
         abort();  // the clock cannot work without it
     }
     prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
+    // The others' CPU time when the last look found the process busy, -1 when
+    // it found it idle.
+    int64_t busySince = -1;
     std::unique_lock<std::mutex> guard(mLock);
     while (!mStop.load()) {
         bool pending = mSettlers > 0;
@@ -256,19 +306,22 @@ void VirtualClock::Run() {
             pending = pending || !waiter.due;
         }
         if (!pending) {
+            busySince = -1;
             mChanged.wait(guard);
             continue;
         }
         const uint64_t activity = mActivity;
         guard.unlock();
-        const bool idle = ProcessIdle();
+        const bool idle = ProcessIdle(busySince);
         guard.lock();
         if (!idle || activity != mActivity) {
             guard.unlock();
+            busySince = OthersCpuNs();
             Pause(kRetry);
             guard.lock();
             continue;
         }
+        busySince = -1;
         const Waiter* next = nullptr;
         for (const Waiter& waiter : mWaiters) {
             if (!waiter.due && (next == nullptr || waiter.deadline < next->deadline)) {

@@ -29,8 +29,11 @@
 namespace vircam_testclock {
 
 // How the time thread waits between its looks at the process: asleep, or
-// yielding in a loop (which keeps a core busy for no gain measured on a
-// two-core machine; kept for machines with cores to spare).
+// yielding in a loop. Yielding keeps a core busy while anything waits on the
+// clock, but on a virtual machine a sleep of a few microseconds costs as much
+// CPU as the yields and takes several times its length: a process that moves
+// time all the time (a fuzzer) goes faster yielding, one that mostly sleeps
+// in real time beside it (a test) leaves the core to others asleep.
 enum class Pace { kSleep, kSpin };
 
 class VirtualClock final : public pelcamera::VirCamClock {
@@ -73,15 +76,18 @@ private:
     // The time thread.
     void Run();
     // The time thread, holding no lock: true when every thread but itself is
-    // blocked, seen on several scans apart.
-    bool ProcessIdle();
+    // blocked, seen on several scans apart. `busySince`: the others' CPU time
+    // when the last look found the process busy, -1 if it did not.
+    bool ProcessIdle(int64_t busySince);
     // The time thread, holding no lock: one scan of the process's threads.
     bool ScanOnce();
-    // The time thread: (re)opens the stat file of every thread but itself.
+    // The time thread: (re)opens the stat file of every thread but itself and
+    // the main thread.
     void ListThreads();
     void CloseThreadFiles();
-    // The time thread: the process's thread count, -1 if unreadable.
-    int ThreadCount() const;
+    // The time thread: the process's thread count, -1 if unreadable, and
+    // whether the main thread waits, both from the main thread's stat file.
+    int ReadMainThread(bool* blocked) const;
     // The time thread, holding no lock.
     void Pause(std::chrono::microseconds duration) const;
 
@@ -90,9 +96,14 @@ private:
     std::atomic<uint64_t> mJumps{0};
     std::atomic<bool> mStop{false};
     int mTimeTid = 0;  // written by the time thread before it first scans
-    // The time thread's own (the destructor's once it has joined it).
-    int mProcessStat = -1;
-    std::vector<int> mThreadFiles;
+    // The time thread's own (the destructor's once it has joined it): the main
+    // thread's stat file and every other thread's.
+    int mMainThreadStat = -1;
+    struct ThreadFile {
+        int tid;
+        int fd;
+    };
+    std::vector<ThreadFile> mThreadFiles;
 
     std::mutex mLock;
     std::condition_variable mChanged;  // waiters, settlers, or their state changed
