@@ -73,7 +73,13 @@ struct World {
     // key holds once it is through.
     bool reconfigClearing = false;
     ModelSession clearingSession;
-    std::vector<std::function<void(World&, Ns)>> afterReconfig;
+    // The pipeline's calls that wait on the translator's stream lock behind
+    // that reconfiguration.
+    struct Queued {
+        bool close;
+        std::function<void(World&, Ns)> run;
+    };
+    std::vector<Queued> afterReconfig;
     std::vector<Result> results;
 
     // Open races: replayed choices first, then new ones (0), with the other
@@ -526,7 +532,7 @@ struct World {
     // through a running reconfiguration's wait.
     void Backup(Ns t) {
         if (reconfig) {
-            afterReconfig.push_back([](World& w, Ns at) { w.Backup(at); });
+            afterReconfig.push_back({false, [](World& w, Ns at) { w.Backup(at); }});
             return;
         }
         // Only the first backup after a close ends the poll: the poll's next
@@ -639,18 +645,35 @@ struct World {
         FinishReconfig(t);
     }
 
+    // The lock goes to the calls that waited for it in no set order. A close
+    // and a backup each take it twice (streams, then the channel), so when the
+    // close's channel part comes first, the backup's streams may still have
+    // come before the close's: cleared then, not kept.
     void FinishReconfig(Ns t) {
         reconfig = false;
-        auto after = std::move(afterReconfig);
+        std::vector<Queued> after = std::move(afterReconfig);
         afterReconfig.clear();
-        for (auto& op : after) {
-            op(*this, t);
+        bool closed = false;
+        while (!after.empty()) {
+            if (reconfig) {  // one of them waits for its own result: the rest wait again
+                afterReconfig.insert(afterReconfig.end(), after.begin(), after.end());
+                return;
+            }
+            const size_t pick = after.size() > 1 ? Choose(static_cast<int>(after.size())) : 0;
+            const Queued op = after[pick];
+            after.erase(after.begin() + static_cast<std::ptrdiff_t>(pick));
+            op.run(*this, t);
+            if (!op.close && closed && !reconfig && Choose(2) == 1) {
+                streams = false;
+            }
+            closed = closed || op.close;
         }
     }
 
     void DoClose(Ns t, Ns reopenAfter) {
         if (reconfig) {
-            afterReconfig.push_back([reopenAfter](World& w, Ns at) { w.DoClose(at, reopenAfter); });
+            afterReconfig.push_back(
+                {true, [reopenAfter](World& w, Ns at) { w.DoClose(at, reopenAfter); }});
             return;
         }
         if (reopenAfter >= 0) {
