@@ -831,6 +831,7 @@ void SwitchModel::Reset(uint32_t lastSeq,
     }
     mWorlds.clear();
     mGenerations.clear();
+    mOverflowed = false;
     auto* world = new World();
     world->seq = lastSeq;
     for (int slot = 0; slot < kSlots; ++slot) {
@@ -851,7 +852,7 @@ void SwitchModel::Reset(uint32_t lastSeq,
 template <typename Fn>
 void SwitchModel::ForEach(Fn&& fn) {
     std::vector<World*> next;
-    bool overflow = false;
+    bool refutedKept = false;
     for (World* world : mWorlds) {
         const World before = *world;
         std::vector<std::vector<int>> forks;
@@ -875,16 +876,18 @@ void SwitchModel::ForEach(Fn&& fn) {
             fn(*current);
             current->forks = nullptr;
             current->preset.clear();
-            if (next.size() < kMaxWorlds) {
+            // One refuted world is enough to say what was expected; the rest
+            // would only crowd out the worlds still alive.
+            if (current->refuted && refutedKept) {
+                delete current;
+            } else if (next.size() < kMaxWorlds) {
+                refutedKept = refutedKept || current->refuted;
                 next.push_back(current);
             } else {
-                overflow = true;
+                mOverflowed = true;
                 delete current;
             }
         }
-    }
-    if (overflow && !next.empty()) {
-        next.back()->exact = false;
     }
     // Races whose outcomes come to the same world leave one.
     std::set<std::string> seen;
@@ -981,7 +984,8 @@ void SwitchModel::Finish() {
 }
 
 bool SwitchModel::Exact() const {
-    return std::all_of(mWorlds.begin(), mWorlds.end(), [](const World* w) { return w->exact; });
+    return !mOverflowed &&
+           std::all_of(mWorlds.begin(), mWorlds.end(), [](const World* w) { return w->exact; });
 }
 
 namespace {
@@ -1061,6 +1065,9 @@ std::string SwitchModel::Check(const Observed& observed) const {
         if (closest.empty()) {
             closest = why.str();
         }
+    }
+    if (mOverflowed) {
+        return "";
     }
     return closest.empty() ? "no world left"
                            : closest + " (" + std::to_string(mWorlds.size()) + " worlds)";

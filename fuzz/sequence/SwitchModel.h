@@ -103,8 +103,9 @@ public:
 
     // Runs every world to the end of time.
     void Finish();
-    // Empty when some world predicted exactly what was observed; otherwise
-    // what the closest world expected.
+    // Empty when some world predicted exactly what was observed, or when the
+    // races of this sequence came to more worlds than the model keeps;
+    // otherwise what the closest world expected.
     std::string Check(const Observed& observed) const;
 
     size_t Worlds() const { return mWorlds.size(); }
@@ -121,6 +122,8 @@ private:
 
     std::vector<World*> mWorlds;
     std::vector<int> mGenerations;
+    // Some world was dropped: the model can no longer say what must not happen.
+    bool mOverflowed = false;
 };
 
 }  // namespace vircam_fuzz
