@@ -653,17 +653,28 @@ struct World {
         reconfig = false;
         std::vector<Queued> after = std::move(afterReconfig);
         afterReconfig.clear();
+        // Backups alike come to the same whatever their order; a close among
+        // them is what makes the order matter. Past three calls the orders
+        // are too many to keep: first come, first served, and not judged.
+        const size_t closes = static_cast<size_t>(
+            std::count_if(after.begin(), after.end(), [](const Queued& op) { return op.close; }));
+        const bool mixed = closes != 0 && closes != after.size();
+        if (mixed && after.size() > 3) {
+            exact = false;
+        }
+        const bool anyOrder = mixed && after.size() <= 3;
         bool closed = false;
         while (!after.empty()) {
             if (reconfig) {  // one of them waits for its own result: the rest wait again
                 afterReconfig.insert(afterReconfig.end(), after.begin(), after.end());
                 return;
             }
-            const size_t pick = after.size() > 1 ? Choose(static_cast<int>(after.size())) : 0;
+            const size_t pick =
+                anyOrder && after.size() > 1 ? Choose(static_cast<int>(after.size())) : 0;
             const Queued op = after[pick];
             after.erase(after.begin() + static_cast<std::ptrdiff_t>(pick));
             op.run(*this, t);
-            if (!op.close && closed && !reconfig && Choose(2) == 1) {
+            if (anyOrder && !op.close && closed && !reconfig && Choose(2) == 1) {
                 streams = false;
             }
             closed = closed || op.close;
