@@ -80,6 +80,15 @@ struct World {
         std::function<void(World&, Ns)> run;
     };
     std::vector<Queued> afterReconfig;
+    // While one of them runs: a close is still queued behind it, and the
+    // death switch-offs it accepted that run only after that close.
+    bool closeQueued = false;
+    struct AcceptedOff {
+        uint32_t seqNum;
+        int slot;
+        bool switchCb;  // as at its intake: the death handler clears it meanwhile
+    };
+    std::vector<AcceptedOff> offsAfterClose;
     std::vector<Result> results;
 
     // Open races: replayed choices first, then new ones (0), with the other
@@ -200,7 +209,13 @@ struct World {
             if (onRunning) {
                 exact = false;  // would wait for the switch-on: not generated
             }
-            DoSwitchOff(seqNum, slot, fromDeath);
+            if (fromDeath && closeQueued && Choose(2) == 1) {
+                // Accepted while virtual; the queued close may reach the
+                // translator before the switch-off worker does.
+                offsAfterClose.push_back({seqNum, slot, switchCb});
+            } else {
+                DoSwitchOff(seqNum, slot, fromDeath);
+            }
         } else {
             Report(false, seqNum, 300);
         }
@@ -673,11 +688,32 @@ struct World {
                 anyOrder && after.size() > 1 ? Choose(static_cast<int>(after.size())) : 0;
             const Queued op = after[pick];
             after.erase(after.begin() + static_cast<std::ptrdiff_t>(pick));
+            closeQueued = anyOrder && std::any_of(after.begin(), after.end(),
+                                                  [](const Queued& q) { return q.close; });
             op.run(*this, t);
+            closeQueued = false;
             if (anyOrder && !op.close && closed && !reconfig && Choose(2) == 1) {
                 streams = false;
             }
             closed = closed || op.close;
+            if (op.close || reconfig) {
+                RunOffsAfterClose();
+            }
+        }
+        RunOffsAfterClose();
+    }
+
+    // A death's switch-off whose translator step comes after a close: the
+    // translator is physical by then, so it fails. Its result races the death
+    // handler's clearing of the switch callback.
+    void RunOffsAfterClose() {
+        const std::vector<AcceptedOff> offs = std::move(offsAfterClose);
+        offsAfterClose.clear();
+        for (const AcceptedOff& off : offs) {
+            const bool now = switchCb;
+            switchCb = off.switchCb;
+            DoSwitchOff(off.seqNum, off.slot, true);
+            switchCb = now;
         }
     }
 
