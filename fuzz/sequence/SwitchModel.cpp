@@ -80,15 +80,6 @@ struct World {
         std::function<void(World&, Ns)> run;
     };
     std::vector<Queued> afterReconfig;
-    // While one of them runs: a close is still queued behind it, and the
-    // death switch-offs it accepted that run only after that close.
-    bool closeQueued = false;
-    struct AcceptedOff {
-        uint32_t seqNum;
-        int slot;
-        bool switchCb;  // as at its intake: the death handler clears it meanwhile
-    };
-    std::vector<AcceptedOff> offsAfterClose;
     std::vector<Result> results;
 
     // Open races: replayed choices first, then new ones (0), with the other
@@ -209,13 +200,7 @@ struct World {
             if (onRunning) {
                 exact = false;  // would wait for the switch-on: not generated
             }
-            if (fromDeath && closeQueued && Choose(2) == 1) {
-                // Accepted while virtual; the queued close may reach the
-                // translator before the switch-off worker does.
-                offsAfterClose.push_back({seqNum, slot, switchCb});
-            } else {
-                DoSwitchOff(seqNum, slot, fromDeath);
-            }
+            DoSwitchOff(seqNum, slot, fromDeath);
         } else {
             Report(false, seqNum, 300);
         }
@@ -660,60 +645,27 @@ struct World {
         FinishReconfig(t);
     }
 
-    // The lock goes to the calls that waited for it in no set order. A close
-    // and a backup each take it twice (streams, then the channel), so when the
-    // close's channel part comes first, the backup's streams may still have
-    // come before the close's: cleared then, not kept.
+    // The lock goes to the calls that waited for it in no set order, and a
+    // close and a backup each take it twice (streams, then the channel), so a
+    // close can come between a backup's two halves, or a death's switch-off
+    // between the close's. Backups alone come to the same in any order; with a
+    // close among them: first come, first served, and not judged.
     void FinishReconfig(Ns t) {
         reconfig = false;
         std::vector<Queued> after = std::move(afterReconfig);
         afterReconfig.clear();
-        // Backups alike come to the same whatever their order; a close among
-        // them is what makes the order matter. Past three calls the orders
-        // are too many to keep: first come, first served, and not judged.
         const size_t closes = static_cast<size_t>(
             std::count_if(after.begin(), after.end(), [](const Queued& op) { return op.close; }));
-        const bool mixed = closes != 0 && closes != after.size();
-        if (mixed && after.size() > 3) {
+        if (closes != 0 && closes != after.size()) {
             exact = false;
         }
-        const bool anyOrder = mixed && after.size() <= 3;
-        bool closed = false;
-        while (!after.empty()) {
+        for (size_t i = 0; i < after.size(); ++i) {
             if (reconfig) {  // one of them waits for its own result: the rest wait again
-                afterReconfig.insert(afterReconfig.end(), after.begin(), after.end());
+                afterReconfig.insert(afterReconfig.end(),
+                                     after.begin() + static_cast<std::ptrdiff_t>(i), after.end());
                 return;
             }
-            const size_t pick =
-                anyOrder && after.size() > 1 ? Choose(static_cast<int>(after.size())) : 0;
-            const Queued op = after[pick];
-            after.erase(after.begin() + static_cast<std::ptrdiff_t>(pick));
-            closeQueued = anyOrder && std::any_of(after.begin(), after.end(),
-                                                  [](const Queued& q) { return q.close; });
-            op.run(*this, t);
-            closeQueued = false;
-            if (anyOrder && !op.close && closed && !reconfig && Choose(2) == 1) {
-                streams = false;
-            }
-            closed = closed || op.close;
-            if (op.close || reconfig) {
-                RunOffsAfterClose();
-            }
-        }
-        RunOffsAfterClose();
-    }
-
-    // A death's switch-off whose translator step comes after a close: the
-    // translator is physical by then, so it fails. Its result races the death
-    // handler's clearing of the switch callback.
-    void RunOffsAfterClose() {
-        const std::vector<AcceptedOff> offs = std::move(offsAfterClose);
-        offsAfterClose.clear();
-        for (const AcceptedOff& off : offs) {
-            const bool now = switchCb;
-            switchCb = off.switchCb;
-            DoSwitchOff(off.seqNum, off.slot, true);
-            switchCb = now;
+            after[i].run(*this, t);
         }
     }
 
