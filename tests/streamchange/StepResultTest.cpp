@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "streamchange/AwaitedResult.h"
+#include "support/LogCapture.h"
 #include "support/SwitchHarness.h"
 #include "utils/VirCamClock.h"
 
@@ -18,6 +19,20 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+
+constexpr const char* kTag = "VirCam_StreamChange";
+
+// The step shows as "hal init" a moment before its wait begins, and a report
+// that lands before the wait is cleared with the step's flags: report until
+// one reaches the waiter, and not once more, for the next switch-on's wait.
+bool ReportHalReadyToItsWaiter(const SwitchHarness& h, const LogCapture& log) {
+    const char* kWoken = "SetHalInitStatus: main task waiting on, notify it";
+    const size_t before = log.Count(kTag, kWoken);
+    return WaitUntil([&] {
+        h.service->SetHalInitStatus();
+        return log.Count(kTag, kWoken) > before;
+    });
+}
 
 size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix) {
     const auto calls = remote.fake->Calls();
@@ -32,6 +47,7 @@ size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix)
 // control session at once. That answer must end A's step, not sit out the
 // time-out and fail with 1.
 TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
+    LogCapture log;
     SwitchHarness h(false, false);  // no pipeline callback, no workers yet
     h.translator->BackupPhyConfigStreams(PipelineStreams());
     RemoteChannel& b = h.AddRemote("devB", "cam2", 500);
@@ -44,7 +60,7 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     ASSERT_EQ(CameraStatus::OK,
               static_cast<CameraStatus>(h.channel->registerCameraSwitchCallback(h.devMgt.proxy)));
     ASSERT_TRUE(h.WaitForStep(3, "hal init"));
-    h.service->SetHalInitStatus();
+    ASSERT_TRUE(ReportHalReadyToItsWaiter(h, log));
     ASSERT_TRUE(h.WaitForResults(1));
     EXPECT_EQ((SwitchResult{true, 3, 300}), h.devMgt.fake->Results()[0]);
     ASSERT_TRUE(h.WaitForStep(2, "hal init"));
@@ -59,7 +75,7 @@ TEST(StepResultTest, AResultReachesItsStepWhileAReconfigurationSleeps) {
     pelcamera::Clock().SleepFor(milliseconds(50));  // into its wait
 
     const auto halReady = pelcamera::Clock().Now();
-    h.service->SetHalInitStatus();
+    ASSERT_TRUE(ReportHalReadyToItsWaiter(h, log));
     ASSERT_TRUE(h.WaitForResults(2));
     EXPECT_EQ((SwitchResult{true, 2, 300}), h.devMgt.fake->Results()[1]);
     EXPECT_LT(pelcamera::Clock().Now() - halReady, milliseconds(2500)) << "A sat out the time-out";
