@@ -20,12 +20,6 @@ using std::chrono::milliseconds;
 
 constexpr const char* kTag = "VirCam_StreamChange";
 
-size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix) {
-    const auto calls = remote.fake->Calls();
-    return static_cast<size_t>(std::count_if(
-        calls.begin(), calls.end(), [&](const std::string& c) { return c.rfind(prefix, 0) == 0; }));
-}
-
 // A answers a reconfiguration 100 ms after its 3 s wait timed out. Meanwhile A
 // was switched off, a switch-on of A found no callback and left its session
 // behind (control id 0), and B's switch-on sits in its control step, holding

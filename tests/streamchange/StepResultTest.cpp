@@ -34,12 +34,6 @@ bool ReportHalReadyToItsWaiter(const SwitchHarness& h, const LogCapture& log) {
     });
 }
 
-size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix) {
-    const auto calls = remote.fake->Calls();
-    return static_cast<size_t>(std::count_if(
-        calls.begin(), calls.end(), [&](const std::string& c) { return c.rfind(prefix, 0) == 0; }));
-}
-
 // Two switch-ons accepted while physical: B runs first, then A runs
 // "vir -> vir". A waits in its HAL-init check; meanwhile the pipeline
 // reconfigures B, whose remote never answers, so the reconfiguration sleeps

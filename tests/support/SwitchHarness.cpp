@@ -5,6 +5,8 @@
 #include <android-base/properties.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "support/DebugPipe.h"
 #include "utils/VirCamClock.h"
 
@@ -20,6 +22,12 @@ bool WaitUntil(const std::function<bool()>& done, std::chrono::milliseconds time
         clock.SleepFor(std::chrono::milliseconds(2));
     }
     return true;
+}
+
+size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix) {
+    const auto calls = remote.fake->Calls();
+    return static_cast<size_t>(std::count_if(
+        calls.begin(), calls.end(), [&](const std::string& c) { return c.rfind(prefix, 0) == 0; }));
 }
 
 std::string VirCamProperty() {

@@ -83,4 +83,7 @@ public:
     RemoteChannel& remote;  // the first remote: ("devA", "cam1"), sessions from 10
 };
 
+// How many calls the remote has had whose text starts with `prefix`.
+size_t CallsStartingWith(const RemoteChannel& remote, const std::string& prefix);
+
 }  // namespace vircam_test
